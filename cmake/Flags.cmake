@@ -1,0 +1,23 @@
+# How everything here is compiled: one interface target for all code, one more for code that also goes to the device.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+add_library(quillet_flags INTERFACE)
+target_include_directories(quillet_flags INTERFACE ${PROJECT_SOURCE_DIR})
+target_compile_definitions(quillet_flags INTERFACE _FILE_OFFSET_BITS=64)
+target_compile_options(quillet_flags INTERFACE -Wall -Wextra -Wconversion -Wshadow -Werror)
+
+if(QUILLET_SANITIZE)
+  target_compile_options(quillet_flags INTERFACE -fsanitize=${QUILLET_SANITIZE} -fno-sanitize-recover=all
+                                                 -fno-omit-frame-pointer)
+  target_compile_definitions(quillet_flags INTERFACE _GLIBCXX_ASSERTIONS)
+  target_link_options(quillet_flags INTERFACE -fsanitize=${QUILLET_SANITIZE})
+endif()
+
+# Device code is compiled on Linux under the device's limits, so that a slip shows at once.
+add_library(quillet_device_flags INTERFACE)
+target_link_libraries(quillet_device_flags INTERFACE quillet_flags)
+target_compile_options(quillet_device_flags INTERFACE -fno-exceptions -fno-rtti)

@@ -1,0 +1,14 @@
+# quillet_test(NAME SOURCES... LIBS ... [RUN_SERIAL]): a GoogleTest program whose every case is a test of its own.
+
+find_package(GTest REQUIRED)
+include(GoogleTest)
+
+function(quillet_test name)
+  cmake_parse_arguments(ARG "RUN_SERIAL" "" "SOURCES;LIBS" ${ARGN})
+  add_executable(${name} ${ARG_SOURCES})
+  target_link_libraries(${name} PRIVATE quillet_flags ${ARG_LIBS} GTest::gmock GTest::gtest_main)
+  target_compile_definitions(${name} PRIVATE QUILLET_TEST_DATA="${PROJECT_SOURCE_DIR}/tests/data"
+                                             QUILLET_SAMPLES="${PROJECT_SOURCE_DIR}/samples")
+  gtest_discover_tests(${name} TEST_PREFIX "${QUILLET_TEST_PREFIX}" DISCOVERY_TIMEOUT 60
+                       PROPERTIES TIMEOUT 120 RUN_SERIAL ${ARG_RUN_SERIAL})
+endfunction()

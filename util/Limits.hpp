@@ -1,0 +1,16 @@
+#pragma once
+
+#include <cstddef>
+
+namespace quillet::util {
+
+/// The longest name of a directory entry, in bytes (NAME_MAX of Linux; no file system of the device allows more).
+inline constexpr std::size_t kLongestFileName = 255;
+
+/// The largest file that is read into memory whole, in bytes. Import databases and cover images are far below it.
+inline constexpr std::size_t kLargestWholeFile = std::size_t{1} << 30;
+
+/// The largest message that one process takes from another, in bytes.
+inline constexpr std::size_t kLargestMessage = std::size_t{16} << 20;
+
+}  // namespace quillet::util
