@@ -80,7 +80,8 @@ Status writeFileAtomically(const std::string& path, Bytes bytes);
 /// Moves a file, link or folder to a name that is free: never over an existing entry (EEXIST). Within a file system it is
 /// one rename. Across file systems a regular file, link or folder is copied beside the target with mode, times and
 /// extended attributes, synced, given its name, and only then is the source removed; on failure the source is whole and
-/// nothing is left at the target.
+/// nothing is left at the target. Only a copied folder can fail later, where something came into it meanwhile or cannot
+/// be removed: the target is then whole, and what could not be removed stays at the source.
 Status moveItem(const std::string& from, const std::string& to);
 /// Copies a regular file's bytes, mode and times to a name that is free (EEXIST). The kernel shares or copies the blocks
 /// where it can. Not synced. On failure nothing is left at the target. `stop`, where given, is asked between chunks;

@@ -1,0 +1,245 @@
+#include "util/Text.hpp"
+
+#include <charconv>
+#include <limits>
+
+#include "util/ByteReader.hpp"
+
+namespace quillet::util {
+
+namespace {
+
+constexpr char32_t kReplacement = 0xfffd;
+constexpr std::uint16_t kByteOrderMark = 0xfeff;
+
+constexpr bool isSurrogate(char32_t unit) {
+    return unit >= 0xd800 && unit <= 0xdfff;
+}
+constexpr bool isHighSurrogate(char32_t unit) {
+    return unit >= 0xd800 && unit <= 0xdbff;
+}
+constexpr bool isLowSurrogate(char32_t unit) {
+    return unit >= 0xdc00 && unit <= 0xdfff;
+}
+
+void appendUTF8(std::string& text, char32_t character) {
+    const auto continuation = [&](int shift) { text += static_cast<char>(0x80 | (character >> shift & 0x3f)); };
+    if (character < 0x80) {
+        text += static_cast<char>(character);
+    } else if (character < 0x800) {
+        text += static_cast<char>(0xc0 | character >> 6);
+        continuation(0);
+    } else if (character < 0x10000) {
+        text += static_cast<char>(0xe0 | character >> 12);
+        continuation(6);
+        continuation(0);
+    } else {
+        text += static_cast<char>(0xf0 | character >> 18);
+        continuation(12);
+        continuation(6);
+        continuation(0);
+    }
+}
+
+/// What a lead byte asks of the bytes behind it (Unicode 15, table 3-7). The second byte has a range of its own, which
+/// shuts out overlong forms, surrogates and what is above U+10FFFF.
+struct Lead {
+    int following = 0;  ///< 0 for a byte that begins nothing
+    std::uint8_t lowestSecond = 0x80;
+    std::uint8_t highestSecond = 0xbf;
+    std::uint8_t bits = 0;
+};
+
+constexpr Lead leadFromByte(std::uint8_t byte) {
+    Lead lead;
+    if (byte >= 0xc2 && byte <= 0xdf) lead = {1, 0x80, 0xbf, static_cast<std::uint8_t>(byte & 0x1f)};
+    if (byte >= 0xe0 && byte <= 0xef) lead = {2, 0x80, 0xbf, static_cast<std::uint8_t>(byte & 0x0f)};
+    if (byte >= 0xf0 && byte <= 0xf4) lead = {3, 0x80, 0xbf, static_cast<std::uint8_t>(byte & 0x07)};
+    if (byte == 0xe0) lead.lowestSecond = 0xa0;
+    if (byte == 0xed) lead.highestSecond = 0x9f;
+    if (byte == 0xf0) lead.lowestSecond = 0x90;
+    if (byte == 0xf4) lead.highestSecond = 0x8f;
+    return lead;
+}
+
+/// Takes the next character, or one maximal ill-formed part, which is nullopt. The reader must not be at its end.
+std::optional<char32_t> takeUTF8(ByteReader& reader) {
+    const std::uint8_t first = *reader.u8();
+    if (first < 0x80) return first;
+    const Lead lead = leadFromByte(first);
+    if (lead.following == 0) return std::nullopt;
+
+    char32_t character = lead.bits;
+    std::uint8_t lowest = lead.lowestSecond;
+    std::uint8_t highest = lead.highestSecond;
+    for (int i = 0; i < lead.following; ++i) {
+        if (reader.atEnd()) return std::nullopt;
+        const std::uint8_t next = reader.rest().front();
+        if (next < lowest || next > highest) return std::nullopt;
+        reader.skip(1);
+        character = character << 6 | (next & 0x3fU);
+        lowest = 0x80;
+        highest = 0xbf;
+    }
+    return character;
+}
+
+/// Takes one code unit, or two that make a character; the reader must not be at its end.
+char32_t takeUTF16(ByteReader& reader, ByteOrder order) {
+    const auto unit = [order](ByteReader& from) {
+        return order == ByteOrder::bigEndian ? from.u16BigEndian() : from.u16LittleEndian();
+    };
+    const auto first = unit(reader);
+    if (!first) {
+        reader.skip(1);  // the odd last byte
+        return kReplacement;
+    }
+    if (!isSurrogate(*first)) return *first;
+    ByteReader behind = reader;
+    const auto second = unit(behind);
+    if (!isHighSurrogate(*first) || !second || !isLowSurrogate(*second)) return kReplacement;
+    reader = behind;
+    return 0x10000U + ((*first & 0x3ffU) << 10) + (*second & 0x3ffU);
+}
+
+constexpr std::size_t unitsOf(char32_t character) {
+    return character < 0x10000 ? 1 : 2;
+}
+
+/// Unicode 15, property White_Space.
+constexpr bool isWhiteSpace(char32_t c) {
+    return (c >= 0x09 && c <= 0x0d) || c == 0x20 || c == 0x85 || c == 0xa0 || c == 0x1680 ||
+           (c >= 0x2000 && c <= 0x200a) || c == 0x2028 || c == 0x2029 || c == 0x202f || c == 0x205f || c == 0x3000;
+}
+
+}  // namespace
+
+std::string decodeLatin1(Bytes bytes) {
+    std::string text;
+    text.reserve(bytes.size());
+    for (const std::uint8_t byte : bytes) appendUTF8(text, byte);
+    return text;
+}
+
+std::optional<std::string> encodeLatin1(std::string_view utf8) {
+    std::string encoded;
+    for (ByteReader reader(bytesOf(utf8)); !reader.atEnd();) {
+        const auto character = takeUTF8(reader);
+        if (!character || *character > 0xff) return std::nullopt;
+        encoded += static_cast<char>(*character);
+    }
+    return encoded;
+}
+
+std::string decodeUTF16(Bytes bytes, ByteOrder unmarked) {
+    ByteReader reader(bytes);
+    ByteOrder order = unmarked;
+    if (ByteReader marked = reader; marked.u16BigEndian() == kByteOrderMark) {
+        order = ByteOrder::bigEndian;
+        reader = marked;
+    } else if (marked = reader; marked.u16LittleEndian() == kByteOrderMark) {
+        order = ByteOrder::littleEndian;
+        reader = marked;
+    }
+    std::string text;
+    while (!reader.atEnd()) appendUTF8(text, takeUTF16(reader, order));
+    return text;
+}
+
+std::string encodeUTF16(std::string_view utf8, ByteOrder order) {
+    std::string encoded;
+    const auto append = [&](char32_t unit) {
+        const char high = static_cast<char>(unit >> 8 & 0xff);
+        const char low = static_cast<char>(unit & 0xff);
+        encoded += order == ByteOrder::bigEndian ? high : low;
+        encoded += order == ByteOrder::bigEndian ? low : high;
+    };
+    for (ByteReader reader(bytesOf(utf8)); !reader.atEnd();) {
+        const char32_t character = takeUTF8(reader).value_or(kReplacement);
+        if (unitsOf(character) == 1) {
+            append(character);
+        } else {
+            append(0xd800U + ((character - 0x10000U) >> 10));
+            append(0xdc00U + (character & 0x3ffU));
+        }
+    }
+    return encoded;
+}
+
+std::string decodeUTF8(Bytes bytes) {
+    std::string text;
+    text.reserve(bytes.size());
+    for (ByteReader reader(bytes); !reader.atEnd();) appendUTF8(text, takeUTF8(reader).value_or(kReplacement));
+    return text;
+}
+
+bool isUTF8(std::string_view text) {
+    for (ByteReader reader(bytesOf(text)); !reader.atEnd();) {
+        if (!takeUTF8(reader)) return false;
+    }
+    return true;
+}
+
+std::size_t utf16Length(std::string_view utf8) {
+    std::size_t units = 0;
+    for (ByteReader reader(bytesOf(utf8)); !reader.atEnd();) units += unitsOf(takeUTF8(reader).value_or(kReplacement));
+    return units;
+}
+
+std::string_view utf16Prefix(std::string_view utf8, std::size_t units) {
+    ByteReader reader(bytesOf(utf8));
+    while (!reader.atEnd()) {
+        ByteReader behind = reader;
+        const std::size_t taken = unitsOf(takeUTF8(behind).value_or(kReplacement));
+        if (taken > units) break;
+        units -= taken;
+        reader = behind;
+    }
+    return utf8.substr(0, utf8.size() - reader.remaining());
+}
+
+std::vector<std::string_view> split(std::string_view text, char separator) {
+    std::vector<std::string_view> pieces;
+    for (std::size_t end; (end = text.find(separator)) != std::string_view::npos; text.remove_prefix(end + 1)) {
+        pieces.push_back(text.substr(0, end));
+    }
+    pieces.push_back(text);
+    return pieces;
+}
+
+std::string_view trimmed(std::string_view utf8) {
+    std::size_t begin = utf8.size();
+    std::size_t end = utf8.size();
+    for (ByteReader reader(bytesOf(utf8)); !reader.atEnd();) {
+        const std::size_t at = utf8.size() - reader.remaining();
+        if (isWhiteSpace(takeUTF8(reader).value_or(kReplacement))) continue;
+        if (begin == utf8.size()) begin = at;
+        end = utf8.size() - reader.remaining();
+    }
+    return utf8.substr(begin, end - begin);
+}
+
+std::int64_t integerValue(std::string_view text) {
+    text = trimmed(text);
+    if (text.starts_with('+')) {
+        text.remove_prefix(1);
+        if (text.starts_with('-')) return 0;  // one sign only
+    }
+    std::int64_t value = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (error != std::errc::result_out_of_range) return value;
+    return text.starts_with('-') ? std::numeric_limits<std::int64_t>::min() : std::numeric_limits<std::int64_t>::max();
+}
+
+std::string hexadecimal(Bytes bytes) {
+    constexpr char kDigits[] = "0123456789abcdef";
+    std::string digits;
+    digits.reserve(2 * bytes.size());
+    for (const std::uint8_t byte : bytes) {
+        digits += kDigits[byte >> 4];
+        digits += kDigits[byte & 0x0f];
+    }
+    return digits;
+}
+
+}  // namespace quillet::util
