@@ -31,9 +31,12 @@ FileKind kindFromMode(mode_t mode) {
     return FileKind::other;
 }
 
-Status writeSynced(FileDescriptor& file, Bytes bytes) {
+/// Writes all and closes; only then is it known that every byte arrived.
+Status writeClosed(FileDescriptor& file, Bytes bytes, Durability durability) {
     if (const Status written = writeAll(file.number(), bytes); !written.ok()) return written;
-    if (const int result = retried([&] { return ::fsync(file.number()); }); result < 0) return statusOf(result);
+    if (durability == Durability::synced) {
+        if (const int result = retried([&] { return ::fsync(file.number()); }); result < 0) return statusOf(result);
+    }
     return file.close();
 }
 
@@ -177,7 +180,7 @@ Status writeAll(int descriptor, Bytes bytes) {
     return Status::success();
 }
 
-Status writeFileAtomically(const std::string& path, Bytes bytes) {
+Status writeFileAtomically(const std::string& path, Bytes bytes, Durability durability) {
     const std::string working = workingPathBeside(path);
     FileDescriptor file;
     if (const Status created = createFile(working, 0666, file); !created.ok()) return created;
@@ -187,14 +190,14 @@ Status writeFileAtomically(const std::string& path, Bytes bytes) {
         // Who could read the old file can read the new one; a file system without modes has nothing to keep.
         static_cast<void>(::fchmod(file.number(), old.st_mode & 0777));
     }
-    Status done = writeSynced(file, bytes);
+    Status done = writeClosed(file, bytes, durability);
     if (done.ok()) done = statusOf(::rename(working.c_str(), path.c_str()));
     if (!done.ok()) {
         ::unlink(working.c_str());
         return done;
     }
     // The new file stands in its place whatever this answers: that is what the caller needs to know.
-    static_cast<void>(syncFolderOf(path));
+    if (durability == Durability::synced) static_cast<void>(syncFolderOf(path));
     return done;
 }
 

@@ -73,9 +73,11 @@ Status createDirectories(const std::string& path);
 std::optional<Data> readFile(const std::string& path);
 /// Writes all of `bytes`, again after a short write or an interrupt.
 Status writeAll(int descriptor, Bytes bytes);
-/// Writes beside `path` under a name of its own, syncs, and renames into place. On failure what was at `path` is
-/// untouched and the working file is gone.
-Status writeFileAtomically(const std::string& path, Bytes bytes);
+/// Whether a written file must outlive a crash of the machine, not only of the process.
+enum class Durability { synced, unsynced };
+/// Writes beside `path` under a name of its own, syncs if asked to, and renames into place. On failure what was at `path`
+/// is untouched and the working file is gone.
+Status writeFileAtomically(const std::string& path, Bytes bytes, Durability durability = Durability::synced);
 
 /// Moves a file, link or folder to a name that is free: never over an existing entry (EEXIST). Within a file system it is
 /// one rename. Across file systems a regular file, link or folder is copied beside the target with mode, times and
