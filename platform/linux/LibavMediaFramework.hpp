@@ -7,11 +7,11 @@
 
 namespace quillet {
 
-/// What libavformat reads, told as the device's media framework tells it. Every item is in key space "itsk" whatever the
-/// container: text under common keys, "trkn" and "disk" as binary, the album artist under "aART", the cover as data.
-/// Reads local files alone, never a playlist, a device or the network, and never opens what is no regular file. Remembers
-/// the last file it read by device, inode, size and time, so that the door's question and the import's reading of the same
-/// file cost one reading even though it is renamed between them. Used from one thread.
+/// What libavformat reads, told as the device's media framework tells it. Every item is in key space "itsk" whatever
+/// the container: text under common keys, "trkn" and "disk" as binary, the album artist under "aART", the cover as
+/// data. Reads local files alone, never a playlist, a device or the network, and never opens what is no regular file.
+/// Remembers the last file it read by device, inode, size and time, so that the door's question and the import's
+/// reading of the same file cost one reading even though it is renamed between them. Used from one thread.
 class LibavMediaFramework : public MediaFramework {
   public:
     LibavMediaFramework();
