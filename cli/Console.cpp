@@ -1,0 +1,142 @@
+#include "cli/Console.hpp"
+
+#include <fmt/format.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cwchar>
+#include <nlohmann/json.hpp>
+
+#include "util/Text.hpp"
+
+namespace quillet::cli {
+
+namespace {
+
+const char* escapeOf(Colour colour) {
+    switch (colour) {
+        case Colour::plain:
+            return "";
+        case Colour::dim:
+            return "\x1b[2m";
+        case Colour::bold:
+            return "\x1b[1m";
+        case Colour::green:
+            return "\x1b[32m";
+        case Colour::yellow:
+            return "\x1b[33m";
+        case Colour::red:
+            return "\x1b[31m";
+    }
+    return "";
+}
+
+bool wantsColour() {
+    const char* no = std::getenv("NO_COLOR");
+    const char* terminal = std::getenv("TERM");
+    return (no == nullptr || *no == '\0') && (terminal == nullptr || std::string_view(terminal) != "dumb");
+}
+
+/// The next character of well-formed `utf8` and its columns; `utf8` moves on.
+std::string_view nextCharacter(std::string_view& utf8, std::size_t& columns) {
+    std::mbstate_t state = {};
+    wchar_t character = 0;
+    std::size_t length = std::mbrtowc(&character, utf8.data(), utf8.size(), &state);
+    columns = 1;
+    if (length == 0 || length > utf8.size()) {
+        length = 1;
+    } else if (const int width = wcwidth(character); width >= 0) {
+        columns = static_cast<std::size_t>(width);
+    }
+    const std::string_view taken = utf8.substr(0, length);
+    utf8.remove_prefix(length);
+    return taken;
+}
+
+}  // namespace
+
+Console::Console(bool json)
+    : json_(json),
+      outputIsTerminal_(isatty(STDOUT_FILENO) == 1),
+      errorIsTerminal_(isatty(STDERR_FILENO) == 1),
+      colour_(wantsColour()) {}
+
+std::size_t Console::width() const {
+    winsize size = {};
+    return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
+}
+
+void Console::line(std::string_view text) {
+    std::fwrite(text.data(), 1, text.size(), stdout);
+    std::fputc('\n', stdout);
+}
+
+void Console::jsonLine(const nlohmann::ordered_json& object) {
+    line(object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
+}
+
+void Console::note(std::string_view text) {
+    std::fflush(stdout);
+    const std::string whole = fmt::format("quillet: {}\n", text);
+    std::fwrite(whole.data(), 1, whole.size(), stderr);
+}
+
+void Console::error(std::string_view text) {
+    if (!errorIsTerminal_ || !colour_) return note(text);
+    std::fflush(stdout);
+    const std::string whole = fmt::format("quillet: {}{}\x1b[0m\n", escapeOf(Colour::red), text);
+    std::fwrite(whole.data(), 1, whole.size(), stderr);
+}
+
+bool Console::finish() { return std::fflush(stdout) == 0 && std::ferror(stdout) == 0; }
+
+std::string Console::coloured(Colour colour, std::string_view text) const {
+    if (!outputIsTerminal_ || !colour_ || colour == Colour::plain) return std::string(text);
+    return fmt::format("{}{}\x1b[0m", escapeOf(colour), text);
+}
+
+std::string shown(std::string_view bytes) {
+    std::string text;
+    for (const char character : util::decodeUTF8(util::bytesOf(bytes))) {
+        const auto value = static_cast<unsigned char>(character);
+        if (character == '\n')
+            text += "\\n";
+        else if (character == '\r')
+            text += "\\r";
+        else if (character == '\t')
+            text += "\\t";
+        else if (value < 0x20 || value == 0x7F)
+            text += fmt::format("\\x{:02x}", value);
+        else
+            text += character;
+    }
+    return text;
+}
+
+std::size_t columnsOf(std::string_view utf8) {
+    std::size_t total = 0;
+    while (!utf8.empty()) {
+        std::size_t columns = 0;
+        nextCharacter(utf8, columns);
+        total += columns;
+    }
+    return total;
+}
+
+std::string fitted(std::string_view utf8, std::size_t columns) {
+    if (columnsOf(utf8) <= columns) return std::string(utf8);
+    std::string text;
+    std::size_t used = 1;  // the ellipsis
+    while (!utf8.empty()) {
+        std::size_t next = 0;
+        const std::string_view character = nextCharacter(utf8, next);
+        if (used + next > columns) break;
+        used += next;
+        text += character;
+    }
+    return text + "…";
+}
+
+}  // namespace quillet::cli

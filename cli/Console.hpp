@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstddef>
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+#include <string_view>
+
+namespace quillet::cli {
+
+enum class Colour { plain, dim, bold, green, yellow, red };
+
+/// What the user sees: results on standard output, everything else on standard error. Colour only on a terminal, and not
+/// where NO_COLOR is set or TERM is "dumb".
+class Console {
+  public:
+    explicit Console(bool json);
+
+    /// Whether results are JSON Lines.
+    bool json() const { return json_; }
+    bool outputIsTerminal() const { return outputIsTerminal_; }
+    bool errorIsTerminal() const { return errorIsTerminal_; }
+    /// Columns of the terminal that standard output is, or 80.
+    std::size_t width() const;
+
+    /// One result line.
+    void line(std::string_view text);
+    void jsonLine(const nlohmann::ordered_json& object);
+    /// A remark on standard error: "quillet: text". Left out of nothing, JSON or not.
+    void note(std::string_view text);
+    /// The same, in red on a terminal.
+    void error(std::string_view text);
+
+    /// Ends results; false where standard output did not take them all (a full disk, a closed pipe).
+    bool finish();
+
+    std::string coloured(Colour colour, std::string_view text) const;
+
+  private:
+    bool json_;
+    bool outputIsTerminal_;
+    bool errorIsTerminal_;
+    bool colour_;
+};
+
+/// A file name or tag text made fit for one line: ill-formed parts as U+FFFD, control characters as \n, \t, \x1b ...
+std::string shown(std::string_view bytes);
+
+/// How many terminal columns `utf8` takes.
+std::size_t columnsOf(std::string_view utf8);
+/// `utf8` cut to at most `columns` columns, with "…" at its end where something is missing.
+std::string fitted(std::string_view utf8, std::size_t columns);
+
+}  // namespace quillet::cli

@@ -1,0 +1,187 @@
+#include "cli/DropDoor.hpp"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <ctime>
+
+#include "cli/FreeName.hpp"
+#include "util/FilePath.hpp"
+#include "util/Files.hpp"
+#include "util/Log.hpp"
+
+namespace quillet::cli {
+
+namespace {
+
+/// A file that was open for writing but not written to for this long is taken all the same, in seconds.
+constexpr std::time_t kForgottenWriter = 60;
+
+constexpr std::array<std::string_view, 9> kPartialEndings = {".part",       ".partial",  ".crdownload",
+                                                             ".download",   ".opdownload", ".aria2",
+                                                             ".filepart",   ".tmp",      "~"};
+
+/// Whether another process has the file open for writing and wrote to it lately. The kernel grants a read lease only where
+/// no writer has the file open (fcntl(2), F_SETLEASE); where it cannot tell, nobody is assumed to write.
+bool isBeingWritten(const std::string& path) {
+    const util::FileDescriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC));
+    if (!file.isOpen()) return false;
+    if (fcntl(file.number(), F_SETLEASE, F_RDLCK) == 0) {
+        (void)fcntl(file.number(), F_SETLEASE, F_UNLCK);
+        return false;
+    }
+    if (errno != EAGAIN) return false;
+    struct stat facts = {};
+    return fstat(file.number(), &facts) == 0 && std::time(nullptr) - facts.st_mtime < kForgottenWriter;
+}
+
+std::string reasonAgainstKind(const util::FileFacts& facts) {
+    switch (facts.kind) {
+        case util::FileKind::regular:
+            return "";
+        case util::FileKind::directory:
+            return "is a folder";
+        case util::FileKind::symbolicLink:
+            return "is a symbolic link";
+        case util::FileKind::other:
+            break;
+    }
+    return "is not a regular file";
+}
+
+}  // namespace
+
+DropDoor::DropDoor(LinuxPlatform& platform, OriginJournal& journal, BatchReporter& reporter)
+    : platform_(platform), journal_(journal), reporter_(reporter) {}
+
+bool DropDoor::isPartial(std::string_view name) {
+    if (name.starts_with('.')) return true;
+    for (const std::string_view ending : kPartialEndings)
+        if (name.ends_with(ending)) return true;
+    return false;
+}
+
+std::string DropDoor::dropPath(const std::string& entry) const {
+    return util::pathIn(platform_.paths.at(DevicePaths::kDropFolder), entry);
+}
+
+std::string DropDoor::factsKey(const std::string& entry) const {
+    const auto facts = util::factsOf(dropPath(entry));
+    return facts ? fmt::format("{}/{}/{}/{}", facts->device, facts->inode, facts->size, entry) : entry;
+}
+
+bool DropDoor::hasNewEntries() const {
+    for (const std::string& entry :
+         util::listDirectory(platform_.paths.at(DevicePaths::kDropFolder)).value_or(std::vector<std::string>()))
+        if (!isPartial(entry) && !unfinished_.contains(entry) && !left_.contains(factsKey(entry))) return true;
+    return false;
+}
+
+bool DropDoor::isStillBeingWritten() const {
+    return std::any_of(unfinished_.begin(), unfinished_.end(),
+                       [this](const std::string& entry) { return isBeingWritten(dropPath(entry)); });
+}
+
+void DropDoor::batchWillBegin() {
+    imported_.clear();
+    unfinished_.clear();
+    lostTracks_ = false;
+    // A drop folder that was deleted while it was watched would end the watch for good.
+    const std::string folder = platform_.paths.at(DevicePaths::kDropFolder);
+    if (!util::fileExists(folder)) {
+        util::log(fmt::format("the drop folder {} was gone; it is made again", folder));
+        (void)util::createDirectories(folder);
+    }
+    platform_.library.beginGroup();
+}
+
+bool DropDoor::admits(const std::string& entry) {
+    if (stop_ != nullptr && stop_()) return false;
+    if (only_) return only_->contains(entry);
+    if (isPartial(entry)) return false;
+    const auto facts = util::factsOf(dropPath(entry));
+    if (!facts) return false;  // gone since the folder was listed
+    std::string reason = reasonAgainstKind(*facts);
+    if (reason.empty() && isBeingWritten(dropPath(entry))) {
+        unfinished_.insert(entry);
+        return false;
+    }
+    if (reason.empty()) reason = platform_.media.reasonAgainst(dropPath(entry));
+    if (reason.empty()) return true;
+    reject(entry, reason);
+    return false;
+}
+
+void DropDoor::reject(const std::string& entry, const std::string& reason) {
+    const std::string folder = platform_.paths.at(kRejectedFolder);
+    util::Status status = util::createDirectories(folder);
+    std::string name = entry;
+    if (status.ok()) {
+        status = underFreeName(
+            entry,
+            [&](const std::string& choice) { return util::moveItem(dropPath(entry), util::pathIn(folder, choice)); },
+            name);
+    }
+    if (status.ok())
+        reporter_.rejected(entry, util::pathIn(folder, name), reason);
+    else
+        leave(entry, fmt::format("{}, and cannot be moved to {}: {}", reason, folder, status.message()));
+}
+
+void DropDoor::leave(const std::string& entry, const std::string& reason) {
+    // Told once for as long as it is the same file.
+    if (left_.insert(factsKey(entry)).second) reporter_.kept(entry, reason);
+}
+
+void DropDoor::willMove(const std::string& entry, const std::string& assetName) {
+    const auto facts = util::factsOf(dropPath(entry));
+    const auto known = originalNames_.find(entry);
+    moving_.fileName = known == originalNames_.end() ? entry : known->second;
+    moving_.device = facts ? facts->device : 0;
+    moving_.inode = facts ? facts->inode : 0;
+    journal_.add({assetName, moving_});
+}
+
+bool DropDoor::didMove(const std::string& entry, const std::string& assetName, const util::Status& moved) {
+    if (!moved.ok()) {
+        leave(entry, "cannot be moved into the media folder: " + moved.message());
+        return false;
+    }
+    originalNames_.erase(entry);
+    platform_.library.noteOrigin(assetName, moving_);
+    return true;
+}
+
+void DropDoor::didImport(const std::string& entry, const std::string& assetName, std::uint64_t persistentID) {
+    imported_.push_back({entry, assetName, persistentID});
+    reporter_.progressed();
+}
+
+void DropDoor::batchDidEnd() {
+    // A group that could not be committed takes back what its imports had answered.
+    const bool safe = platform_.library.endGroup();
+    for (const Imported& one : imported_) {
+        bool taken = one.persistentID != 0;
+        if (taken && !safe) {
+            try {
+                taken = platform_.library.track(one.persistentID).has_value();
+            } catch (const LibraryError&) {
+                taken = false;
+            }
+        }
+        if (taken) {
+            reporter_.imported(one.entry, one.persistentID);
+        } else {
+            lostTracks_ = true;
+            reporter_.notTaken(one.entry, one.assetName);
+        }
+    }
+    if (!lostTracks_) journal_.forgetAll();
+    if (afterBatch_) afterBatch_();
+}
+
+}  // namespace quillet::cli

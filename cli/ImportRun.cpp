@@ -1,0 +1,190 @@
+#include "cli/ImportRun.hpp"
+
+#include <fmt/format.h>
+
+#include <chrono>
+#include <unordered_set>
+#include <utility>
+
+#include "cli/Interrupt.hpp"
+#include "cli/LibrarySide.hpp"
+#include "cli/RecheckReport.hpp"
+#include "cli/Root.hpp"
+#include "util/FilePath.hpp"
+
+namespace quillet::cli {
+
+namespace {
+
+constexpr int kPollInterval = 100;  // milliseconds
+/// How long a file that was taken from the drop folder may be on its way into the library before that is told.
+constexpr std::chrono::seconds kLongestWay(15);
+
+constexpr const char* kInterruptedReason = "interrupted before it was imported";
+
+}  // namespace
+
+ImportRun::ImportRun(Console& console, const DevicePaths& paths, const std::vector<ImportFile>& files, bool move)
+    : console_(console),
+      paths_(paths),
+      files_(files),
+      handOver_(paths, move),
+      handed_(files.size()),
+      open_(files.size()),
+      outcomes_(files.size()) {
+    for (std::size_t i = 0; i < files.size(); ++i) outcomes_[i].reason = files[i].reason;
+}
+
+void ImportRun::run() {
+    if (auto lock = RootLock::tryTake(paths_, "import")) {
+        beLibrarySide();
+    } else {
+        console_.note(fmt::format("handing over to {}", RootLock::holder(paths_)));
+        follow();
+    }
+    bar_.reset();
+}
+
+void ImportRun::handOverAll() {
+    isHandedOver_ = true;
+    std::size_t toDo = 0;
+    for (const ImportFile& file : files_) toDo += file.reason.empty() ? 1 : 0;
+    bar_ = std::make_unique<ProgressBar>(console_, "handing over", toDo);
+    std::size_t done = 0;
+    for (std::size_t i = 0; i < files_.size(); ++i) {
+        if (!files_[i].reason.empty()) continue;
+        if (interrupted()) {
+            outcomes_[i].reason = kInterruptedReason;
+            continue;
+        }
+        HandedOver handed;
+        const util::Status put = handOver_.put(files_[i], handed);
+        if (put.ok()) {
+            fileOfEntry_[handed.entry] = i;
+            handed_[i] = std::move(handed);
+            open_[i] = true;
+            ++openCount_;
+        } else {
+            outcomes_[i].reason = interrupted() ? kInterruptedReason : "cannot be handed over: " + put.message();
+        }
+        bar_->advance(++done);
+    }
+    bar_ = std::make_unique<ProgressBar>(console_, "importing", openCount_);
+    progress_ = 0;
+}
+
+void ImportRun::withdrawAll() {
+    for (std::size_t i = 0; i < files_.size(); ++i) {
+        if (!isOpen(i)) continue;
+        handOver_.withdraw(files_[i], *handed_[i]);
+        settle(i, {0, kInterruptedReason});
+    }
+}
+
+void ImportRun::beLibrarySide() {
+    LinuxPlatform platform(paths_, UvEventLoop::Watching::kernel);
+    LibrarySide side(platform, *this);
+    reportRecheck(console_, side.recheck(), Verbosity::changesOnly);
+    if (!isHandedOver_) handOverAll();
+    side.door().stopWhen(interrupted);
+    std::unordered_set<std::string> entries;
+    for (std::size_t i = 0; i < files_.size(); ++i) {
+        if (!isOpen(i)) continue;
+        side.door().nameOrigin(handed_[i]->entry, handed_[i]->fileName);
+        entries.insert(handed_[i]->entry);
+    }
+    if (!interrupted() && !entries.empty()) side.importNow(std::move(entries));
+    if (interrupted()) return withdrawAll();
+    // An heir finds some of its files in the library already: by the other process, or by the re-check after its end.
+    askLibrary();
+    lookForTaken();
+    side.takeAllOnce();
+}
+
+void ImportRun::follow() {
+    // What the library holds already may have been a file of the same name and number.
+    if (SqliteMusicLibrary::exists(paths_))
+        lastIdentifier_ = SqliteMusicLibrary(paths_, SqliteMusicLibrary::Mode::readOnly).lastIdentifier();
+    handOverAll();
+    auto lastNews = std::chrono::steady_clock::now();
+    while (openCount_ > 0 && !interrupted()) {
+        if (askLibrary()) {
+            lastNews = std::chrono::steady_clock::now();
+            continue;
+        }
+        if (auto lock = RootLock::tryTake(paths_, "import")) {
+            // The other process ended, with some of the files or without.
+            return beLibrarySide();
+        }
+        if (std::chrono::steady_clock::now() - lastNews > kLongestWay && !lookForTaken())
+            lastNews = std::chrono::steady_clock::now();
+        pauseMilliseconds(kPollInterval);
+    }
+    withdrawAll();
+}
+
+bool ImportRun::askLibrary() {
+    if (openCount_ == 0 || !SqliteMusicLibrary::exists(paths_)) return false;
+    SqliteMusicLibrary library(paths_, SqliteMusicLibrary::Mode::readOnly);
+    bool news = false;
+    for (std::size_t i = 0; i < files_.size(); ++i) {
+        if (!isOpen(i)) continue;
+        if (const auto identifier = library.trackOfOrigin(handed_[i]->origin, lastIdentifier_)) {
+            settle(i, {*identifier, ""});
+            bar_->advance(++progress_);
+            news = true;
+        }
+    }
+    return news;
+}
+
+bool ImportRun::lookForTaken() {
+    bool taken = false;
+    for (std::size_t i = 0; i < files_.size(); ++i) {
+        if (!isOpen(i)) continue;
+        const std::string path = util::pathIn(paths_.at(DevicePaths::kDropFolder), handed_[i]->entry);
+        if (util::factsOf(path)) continue;
+        settle(i, {0, fmt::format("was taken from the drop folder but is not in the library; see what the other process "
+                                  "says, and {}",
+                                  paths_.at(DropDoor::kRejectedFolder))});
+        taken = true;
+    }
+    return taken;
+}
+
+void ImportRun::settle(std::size_t file, Outcome outcome) {
+    outcomes_[file] = std::move(outcome);
+    if (open_[file]) --openCount_;
+    open_[file] = false;
+}
+
+void ImportRun::progressed() {
+    if (bar_) bar_->advance(++progress_);
+}
+
+void ImportRun::imported(const std::string& entry, std::uint64_t persistentID) {
+    const auto found = fileOfEntry_.find(entry);
+    if (found != fileOfEntry_.end() && open_[found->second])
+        settle(found->second, {persistentID, ""});
+    else
+        console_.note(fmt::format("{}, which lay in the drop folder, is imported as {}", shown(entry), persistentID));
+}
+
+void ImportRun::rejected(const std::string& entry, const std::string& rejectedPath, const std::string& reason) {
+    kept(entry, fmt::format("{}; it is now {}", reason, shown(rejectedPath)));
+}
+
+void ImportRun::kept(const std::string& entry, const std::string& reason) {
+    const auto found = fileOfEntry_.find(entry);
+    if (found != fileOfEntry_.end() && open_[found->second])
+        settle(found->second, {0, reason});
+    else
+        console_.error(fmt::format("{}, which lay in the drop folder: {}", shown(entry), reason));
+}
+
+void ImportRun::notTaken(const std::string& entry, const std::string& assetName) {
+    kept(entry, fmt::format("the library did not take it; its file is kept as {} and tried again at the next start",
+                            assetName));
+}
+
+}  // namespace quillet::cli

@@ -1,0 +1,98 @@
+#include "cli/ImportSelection.hpp"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <string_view>
+#include <unordered_set>
+
+#include "cli/DropDoor.hpp"
+#include "cli/Interrupt.hpp"
+#include "util/FilePath.hpp"
+#include "util/Files.hpp"
+
+namespace quillet::cli {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class Selection {
+  public:
+    Selection(LibavMediaFramework& media, const DevicePaths& paths, bool move)
+        : media_(media), own_(paths.root() + "/private"), move_(move) {}
+
+    void addNamed(const std::string& named) {
+        std::error_code error;
+        const fs::file_status status = fs::status(named, error);
+        if (fs::is_directory(status)) return addFolder(named);
+        // What cannot be found is told apart from what may not be looked at.
+        if (!fs::exists(status)) {
+            const bool dangling = fs::is_symlink(fs::symlink_status(named, error));
+            return add(named, named, dangling ? "is a link to nothing" : "no such file");
+        }
+        add(named, resolved(named), reasonAgainst(named));
+    }
+
+    std::vector<ImportFile> take() { return std::move(files_); }
+
+  private:
+    static std::string resolved(const std::string& path) {
+        std::error_code error;
+        const fs::path whole = fs::canonical(path, error);
+        return error ? path : whole.string();
+    }
+
+    std::string reasonAgainst(const std::string& path) {
+        const std::string name(util::lastPathComponent(path));
+        if (isOwn(resolved(path))) return "lies in the root's own folders already";
+        if (!name.starts_with('.') && DropDoor::isPartial(name)) return "is named as a partial download";
+        const auto facts = util::factsOf(path);
+        if (move_ && facts && facts->kind == util::FileKind::symbolicLink)
+            return "is a symbolic link, which --move does not follow";
+        return media_.reasonAgainst(resolved(path));
+    }
+
+    bool isOwn(const std::string& path) const { return path.starts_with(own_ + "/"); }
+
+    void add(const std::string& shownPath, const std::string& path, const std::string& reason) {
+        if (seen_.insert(path).second) files_.push_back({shownPath, path, reason});
+    }
+
+    void addFolder(const std::string& folder) {
+        std::error_code error;
+        if (isOwn(resolved(folder) + "/")) return add(folder, folder, "lies in the root's own folders already");
+        std::vector<fs::directory_entry> entries;
+        for (fs::directory_iterator next(folder, error); !error && next != fs::directory_iterator(); next.increment(error))
+            entries.push_back(*next);
+        if (error) add(folder, folder, "cannot be read: " + error.message());
+        std::sort(entries.begin(), entries.end());
+        for (const fs::directory_entry& entry : entries) {
+            if (interrupted()) return;
+            const std::string path = entry.path().string();
+            if (DropDoor::isPartial(entry.path().filename().string())) continue;
+            if (entry.is_directory(error) && !entry.is_symlink(error)) {
+                if (!isOwn(resolved(path) + "/")) addFolder(path);
+            } else if (entry.is_regular_file(error) && reasonAgainst(path).empty()) {
+                add(path, resolved(path), "");
+            }
+        }
+    }
+
+    LibavMediaFramework& media_;
+    std::string own_;
+    bool move_;
+    std::unordered_set<std::string> seen_;
+    std::vector<ImportFile> files_;
+};
+
+}  // namespace
+
+std::vector<ImportFile> selectFiles(LibavMediaFramework& media, const DevicePaths& paths, const ImportOptions& options) {
+    Selection selection(media, paths, options.move);
+    for (const std::string& named : options.paths) selection.addNamed(named);
+    return selection.take();
+}
+
+}  // namespace quillet::cli

@@ -1,0 +1,210 @@
+#include "cli/LibrarySide.hpp"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <vector>
+
+#include "cli/FreeName.hpp"
+#include "cli/Root.hpp"
+#include "import/QLAssetHelper.hpp"
+#include "util/FilePath.hpp"
+#include "util/Files.hpp"
+#include "util/Log.hpp"
+
+namespace quillet::cli {
+
+namespace {
+
+/// How long a file that somebody writes is left alone before it is looked at again, and a library that refused tracks, in
+/// seconds.
+constexpr double kWriterInterval = 1.0;
+constexpr double kRetryInterval = 30.0;
+
+std::string textAt(const util::PropertyDictionary& record, std::string_view key) {
+    const util::PropertyValue* value = util::find(record, key);
+    return value != nullptr && value->text() != nullptr ? *value->text() : std::string();
+}
+
+/// The keys of all records, in order.
+std::vector<std::string> keysOf(const util::PropertyDictionary& records) {
+    std::vector<std::string> keys;
+    keys.reserve(records.size());
+    for (const auto& [key, record] : records) keys.push_back(key);
+    return keys;
+}
+
+}  // namespace
+
+LibrarySide::LibrarySide(LinuxPlatform& platform, BatchReporter& reporter)
+    : platform_(platform),
+      journal_(util::pathIn(platform.paths.at(DevicePaths::kImportDatabaseFolder), "Origins.jsonl")),
+      door_(platform, journal_, reporter) {
+    for (const std::string_view folder :
+         {DevicePaths::kDropFolder, DevicePaths::kMediaFolder, DevicePaths::kArtworkCache, DevicePaths::kDownloads}) {
+        const std::string path = platform.paths.at(folder);
+        const util::Status made = util::createDirectories(path);
+        if (!made.ok()) throw UserError(fmt::format("{} cannot be made: {}", path, made.message()));
+        if (access(path.c_str(), W_OK | X_OK) != 0)
+            throw UserError(fmt::format("{} cannot be written: {}", path, std::strerror(errno)));
+    }
+    makeEngine();
+}
+
+void LibrarySide::makeEngine() {
+    engine_.emplace(platform_.ports);
+    if (engine_->dbItems() == nullptr) {
+        engine_.reset();
+        setDatabaseAside();
+        engine_.emplace(platform_.ports);
+    }
+    if (engine_->watcher() == nullptr)
+        throw UserError(fmt::format("{} cannot be watched", platform_.paths.at(DevicePaths::kDropFolder)));
+    engine_->setDoor(&door_);
+}
+
+void LibrarySide::setDatabaseAside() {
+    const std::string path = platform_.paths.at(DevicePaths::kImportDatabase);
+    // One that cannot be read today may be whole tomorrow; only what was read and is no database is put away.
+    if (!util::readFile(path)) throw UserError(fmt::format("the import database {} cannot be read", path));
+    std::string aside;
+    const util::Status moved = underFreeName(
+        std::string(util::lastPathComponent(path)) + ".unreadable",
+        [&](const std::string& name) {
+            return util::moveItem(path, util::pathIn(util::deletingLastPathComponent(path), name));
+        },
+        aside);
+    if (!moved.ok())
+        throw UserError(fmt::format("the import database {} is no property-list dictionary and cannot be set aside: {}",
+                                    path, moved.message()));
+    util::log(fmt::format("the import database was no property-list dictionary; it is set aside as {}", aside));
+}
+
+RecheckResult LibrarySide::recheck() {
+    RecheckResult result;
+    platform_.library.beginGroup();
+    recallOrigins();
+    const std::vector<std::string> before = keysOf(*engine_->dbItems());
+    engine_->scanDatabaseChanges();
+    const util::PropertyDictionary& records = *engine_->dbItems();
+    result.records = before.size();
+    std::size_t kept = 0;
+    for (const std::string& key : before) kept += records.count(key);
+    result.addedAgain = records.size() - kept;
+    result.dropped = before.size() - kept - result.addedAgain;
+    importUnknownFiles(result);
+    if (!platform_.library.endGroup()) ++result.failed;
+    if (result.failed == 0) journal_.forgetAll();
+    return result;
+}
+
+void LibrarySide::recallOrigins() {
+    for (const OriginJournal::Entry& entry : journal_.entries())
+        if (util::fileExists(util::pathIn(platform_.paths.at(DevicePaths::kMediaFolder), entry.assetName)))
+            platform_.library.noteOrigin(entry.assetName, entry.origin);
+}
+
+void LibrarySide::importUnknownFiles(RecheckResult& result) {
+    const std::string folder = platform_.paths.at(DevicePaths::kMediaFolder);
+    std::unordered_set<std::string> known = platform_.library.assetNames();
+    for (const auto& [key, record] : *engine_->dbItems())
+        if (record.dictionary() != nullptr) known.insert(textAt(*record.dictionary(), "assetPath"));
+    bool imported = false;
+    for (const std::string& name : util::listDirectory(folder).value_or(std::vector<std::string>())) {
+        if (known.contains(name) || DropDoor::isPartial(name)) continue;
+        const std::string path = util::pathIn(folder, name);
+        if (const std::string reason = platform_.media.reasonAgainst(path); !reason.empty()) {
+            util::log(fmt::format("{} {}; it is left there", path, reason));
+            continue;
+        }
+        imported = true;
+        if (engine_->addNewAsset(QLAssetHelper::newAssetFromPath(path, platform_.ports)) != 0)
+            ++result.found;
+        else
+            ++result.failed;
+    }
+    if (imported) engine_->writeDatabase();
+}
+
+void LibrarySide::importNow(std::unordered_set<std::string> entries) {
+    door_.takeOnly(std::move(entries));
+    engine_->directoryDidFinishChanges();
+    door_.takeOnly(std::nullopt);
+}
+
+void LibrarySide::takeWhatLiesThere() {
+    if (door_.hasNewEntries()) engine_->watcher()->directoryDidChange();
+}
+
+void LibrarySide::takeWhateverComes() {
+    door_.afterBatch([this] { platform_.loop.runOnMain([this] { followUp(); }); });
+    takeWhatLiesThere();
+}
+
+void LibrarySide::takeAllOnce() {
+    if (!door_.hasNewEntries()) return;
+    door_.afterBatch([this] {
+        if (door_.hasNewEntries())
+            engine_->watcher()->directoryDidChange();
+        else
+            platform_.loop.stop();
+    });
+    takeWhatLiesThere();
+    platform_.loop.run();
+    door_.afterBatch(nullptr);
+}
+
+void LibrarySide::followUp() {
+    // What came while the watcher was stopped for the batch made no event.
+    takeWhatLiesThere();
+    if (door_.hasUnfinishedEntries() && !awaitsWriters_) {
+        awaitsWriters_ = true;
+        awaitWriters();
+    }
+    if (door_.lostTracks() && !retryIsDue_) {
+        retryIsDue_ = true;
+        platform_.loop.runAfter(kRetryInterval, [this] {
+            retryIsDue_ = false;
+            const RecheckResult result = recheck();
+            if (result.found + result.addedAgain > 0)
+                util::log(fmt::format("{} tracks are in the library now", result.found + result.addedAgain));
+        });
+    }
+}
+
+void LibrarySide::awaitWriters() {
+    platform_.loop.runAfter(kWriterInterval, [this] {
+        if (door_.isStillBeingWritten()) {
+            awaitWriters();
+        } else {
+            awaitsWriters_ = false;
+            engine_->watcher()->directoryDidChange();
+        }
+    });
+}
+
+LibrarySide::Removal LibrarySide::remove(std::uint64_t persistentID, bool keepFile) {
+    const auto track = platform_.library.track(persistentID);
+    if (!track) return Removal::noSuchTrack;
+    if (!keepFile) {
+        // The file goes first: were it the last, a process killed in between would leave it for the re-check to find.
+        if (unlink(track->assetPath.c_str()) != 0 && errno != ENOENT)
+            throw UserError(fmt::format("{} cannot be removed: {}", track->assetPath, std::strerror(errno)));
+    }
+    platform_.library.remove(persistentID, keepFile);
+    if (!keepFile) {
+        engine_->forgetRecord(std::to_string(persistentID));
+        if (track->artwork) dropCachedArtwork(*track->artwork);
+    }
+    return Removal::removed;
+}
+
+void LibrarySide::dropCachedArtwork(const std::string& artwork) {
+    for (const auto& [key, record] : *engine_->dbItems())
+        if (record.dictionary() != nullptr && textAt(*record.dictionary(), "artwork") == artwork) return;
+    (void)unlink(util::pathIn(platform_.paths.at(DevicePaths::kArtworkCache), artwork).c_str());
+}
+
+}  // namespace quillet::cli
