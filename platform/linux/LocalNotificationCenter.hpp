@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -22,7 +23,7 @@ class LocalNotificationCenter : public NotificationCenter {
         ObjectToken object;
         std::function<void()> handler;
     };
-    std::vector<Observation> observations_;
+    std::vector<std::shared_ptr<const Observation>> observations_;  // shared with posts under way
 };
 
 }  // namespace quillet

@@ -10,9 +10,9 @@
 
 namespace quillet {
 
-/// A center is a Unix domain socket beside the import database (or, where that path is too long for a socket address, in
-/// a folder of the user's own, see SocketPath.hpp). A message is a property list behind its length; only processes of the
-/// same user (or root) are heard. A server answers on the loop's thread; a sender that waits blocks its own.
+/// A center is a Unix domain socket beside the import database (or, where that path is too long for a socket address,
+/// in a folder of the user's own, see SocketPath.hpp). A message is a property list behind its length; only processes
+/// of the same user (or root) are heard. A server answers on the loop's thread; a sender that waits blocks its own.
 class SocketMessagingCenters : public MessagingCenters {
   public:
     /// Both must outlive this and every center it gives.

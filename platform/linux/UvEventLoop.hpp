@@ -15,6 +15,7 @@ class UvEventLoop : public EventLoop {
   public:
     enum class Watching { kernel, polling };
 
+    /// Throws std::system_error where the system gives no loop (at the limit of open files).
     explicit UvEventLoop(Watching watching = Watching::kernel);
     /// No watch, timer or work may be in use afterwards; what has not run is dropped.
     ~UvEventLoop() override;
@@ -23,11 +24,14 @@ class UvEventLoop : public EventLoop {
     void runAfter(double delaySeconds, Work work) override;
     void runOnMain(Work work) override;
 
-    /// Runs until stop(). Work that is under way is finished first.
+    /// Runs until stop(). Work that is under way is finished first; what has not begun stays for the next run(). What
+    /// work throws ends the run and is thrown on from here.
     void run();
-    /// Makes run() return; from work on the loop, or from a signal's handler given to onSignal.
+    /// Makes run() return; from work on the loop, or from a signal's handler given to onSignal. Called while nothing
+    /// runs it makes the next run() return at once.
     void stop();
-    /// Calls `work` on the loop, not inside a signal handler, when the process gets `number`; until the loop is destroyed.
+    /// Calls `work` on the loop, not inside a signal handler, when the process gets `number`; until the loop is
+    /// destroyed.
     void onSignal(int number, Work work);
 
     /// For others that serve on this loop.
