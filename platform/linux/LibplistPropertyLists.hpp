@@ -8,8 +8,8 @@
 
 namespace quillet {
 
-/// Property lists through libplist. Writes XML; writes the binary form where a text holds a character that XML 1.0 cannot
-/// (a control character). Reads both. A file is always synced and renamed into place, asked for or not.
+/// Property lists through libplist. Writes XML; writes the binary form where a text holds a character that XML 1.0
+/// cannot (a control character). Reads both. A file is always synced and renamed into place, asked for or not.
 class LibplistPropertyLists : public PropertyLists {
   public:
     std::optional<util::PropertyDictionary> dictionaryWithContentsOfFile(const std::string& path) override;

@@ -1,11 +1,13 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <unordered_set>
 
 #include "platform/DevicePaths.hpp"
@@ -28,15 +30,15 @@ struct TrackOrigin {
 /// One track as the library holds it.
 struct LibraryTrack {
     std::uint64_t persistentID = 0;
-    std::string assetPath;           ///< full path on this machine, the root included
-    util::PropertyDictionary values; ///< every entity property that was imported, types kept
+    std::string assetPath;               ///< full path on this machine, the root included
+    util::PropertyDictionary values;     ///< every entity property that was imported, types kept
     std::optional<std::string> artwork;  ///< the MD5 name of its cover
     std::optional<TrackOrigin> origin;
 };
 
-/// The music library in one SQLite file under the root. A property name is an address in it: "item_extra.title" is column
-/// `title` of table `item_extra`, "track_number" a column of `item`. Identifiers count up from 1 and are never given
-/// twice. WAL, so that readers and the one writer do not wait for each other. Used from one thread.
+/// The music library in one SQLite file under the root. A property name is an address in it: "item_extra.title" is
+/// column `title` of table `item_extra`, "track_number" a column of `item`. Identifiers count up from 1 and are never
+/// given twice. WAL, so that readers and the one writer do not wait for each other. Used from one thread.
 class SqliteMusicLibrary : public MusicLibrary {
   public:
     enum class Mode { readOnly, readWrite };
@@ -44,8 +46,10 @@ class SqliteMusicLibrary : public MusicLibrary {
         "/private/var/mobile/Media/iTunes_Control/iTunes/MediaLibrary.sqlitedb";
 
     /// Opens the library of the root; readWrite makes it and its folder where there is none. Throws LibraryError where
-    /// that fails, where the file is no such library, or where a newer Quillet wrote it.
-    SqliteMusicLibrary(const DevicePaths& paths, Mode mode);
+    /// that fails, where the file is no such library, or where a newer Quillet wrote it. While another program has the
+    /// library locked, this and every call below waits up to `busyLimit` before it fails.
+    SqliteMusicLibrary(const DevicePaths& paths, Mode mode,
+                       std::chrono::milliseconds busyLimit = std::chrono::seconds(60));
     ~SqliteMusicLibrary() override;
     /// Whether the root has a library yet.
     static bool exists(const DevicePaths& paths);
@@ -59,11 +63,12 @@ class SqliteMusicLibrary : public MusicLibrary {
     /// in an open transaction is lost when the process dies; the files then lie in the media folder unknown to the
     /// library, for the next start to find. No groups within groups.
     void beginGroup();
-    /// Commits. False (and a log line) where any track of the group did not get into the library after all.
+    /// Commits. False (and a log line) where any track of the group did not get into the library after all, though its
+    /// completion had said so.
     bool endGroup();
 
-    /// Remembers where the file named `assetName` in the media folder came from; kept until the track is removed with its
-    /// file, so a track that is added again has it still. Part of the group's transaction; never throws.
+    /// Remembers where the file named `assetName` in the media folder came from; kept until the track is removed with
+    /// its file, so a track that is added again has it still. Part of the group's transaction; never throws.
     void noteOrigin(const std::string& assetName, const TrackOrigin& origin);
 
     // For the commands. Throw LibraryError.

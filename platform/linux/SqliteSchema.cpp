@@ -1,0 +1,142 @@
+#include "platform/linux/SqliteSchema.hpp"
+
+#include <fmt/format.h>
+
+#include "util/Files.hpp"
+
+namespace quillet {
+
+namespace {
+
+// The columns that bear the name of an entity property are ANY: they keep text as text and a whole number as a number.
+// item_property has what they cannot keep. item_extra.asset_path is told at storedAssetPath().
+constexpr const char* kTables = R"(
+CREATE TABLE identifiers (
+    highest_given INTEGER NOT NULL,     -- to a track that was stored
+    highest_reserved INTEGER NOT NULL,  -- never given again, whether it was given or not
+    only_row INTEGER PRIMARY KEY CHECK (only_row = 1)
+) STRICT;
+INSERT INTO identifiers VALUES (0, 0, 1);
+
+CREATE TABLE item_artist  (item_artist_pid  INTEGER PRIMARY KEY, item_artist  ANY NOT NULL UNIQUE) STRICT;
+CREATE TABLE album        (album_pid        INTEGER PRIMARY KEY, album        ANY NOT NULL UNIQUE) STRICT;
+CREATE TABLE album_artist (album_artist_pid INTEGER PRIMARY KEY, album_artist ANY NOT NULL UNIQUE) STRICT;
+CREATE TABLE artwork (artwork_pid INTEGER PRIMARY KEY, md5 TEXT NOT NULL UNIQUE, data BLOB NOT NULL) STRICT;
+
+CREATE TABLE item (
+    item_pid INTEGER PRIMARY KEY,
+    media_type INTEGER NOT NULL,
+    track_number ANY,
+    disc_number ANY,
+    item_artist_pid INTEGER REFERENCES item_artist,
+    album_pid INTEGER REFERENCES album,
+    album_artist_pid INTEGER REFERENCES album_artist,
+    artwork_pid INTEGER REFERENCES artwork
+) STRICT;
+CREATE INDEX item_by_item_artist ON item (item_artist_pid);
+CREATE INDEX item_by_album ON item (album_pid);
+CREATE INDEX item_by_album_artist ON item (album_artist_pid);
+CREATE INDEX item_by_artwork ON item (artwork_pid);
+
+CREATE TABLE item_extra (
+    item_pid INTEGER PRIMARY KEY REFERENCES item ON DELETE CASCADE,
+    asset_path ANY NOT NULL UNIQUE,
+    title ANY,
+    total_time_ms ANY,
+    track_count ANY,
+    disc_count ANY,
+    year ANY
+) STRICT;
+
+CREATE TABLE item_property (
+    item_pid INTEGER NOT NULL REFERENCES item ON DELETE CASCADE,
+    name TEXT NOT NULL,
+    value ANY NOT NULL,  -- text, a whole number, or the property list of any other value
+    PRIMARY KEY (item_pid, name)
+) STRICT, WITHOUT ROWID;
+
+CREATE TABLE asset_origin (
+    asset_name ANY PRIMARY KEY NOT NULL,  -- as in item_extra.asset_path
+    device INTEGER NOT NULL,              -- both unsigned, kept in two's complement
+    inode INTEGER NOT NULL,
+    file_name BLOB NOT NULL
+) STRICT, WITHOUT ROWID;
+CREATE INDEX asset_origin_by_inode ON asset_origin (inode, device);
+)";
+
+void checkIsLibrary(SqliteDatabase& database) {
+    if (database.number("PRAGMA application_id") != kLibraryApplicationID)
+        throw LibraryError(
+            fmt::format("{} is no music library: it is the database of another program", database.path()));
+    const std::int64_t version = database.number("PRAGMA user_version");
+    if (version > kLibrarySchemaVersion)
+        throw LibraryError(
+            fmt::format("a newer Quillet wrote the music library {}: its version is {}, and this Quillet "
+                        "knows versions up to {}",
+                        database.path(), version, kLibrarySchemaVersion));
+    if (version < kLibrarySchemaVersion)
+        throw LibraryError(
+            fmt::format("{} is no music library: its version {} was never used", database.path(), version));
+}
+
+/// Before anything opens the file in a way that makes other files beside it.
+void checkUntouched(const std::string& path) {
+    try {
+        SqliteDatabase database(path, SqliteDatabase::Opening::peek, std::chrono::milliseconds(0));
+        checkIsLibrary(database);
+    } catch (const SqliteError& error) {
+        if (error.code() != SQLITE_NOTADB) throw;
+        throw LibraryError(fmt::format("{} is no music library: it is no SQLite database", path));
+    }
+}
+
+/// In the journal of old, so that the file's head tells what it is from the first moment; the write-ahead log comes
+/// after.
+void makeTables(SqliteDatabase& database) {
+    SqliteTransaction transaction(database);
+    if (database.number("SELECT count(*) FROM sqlite_schema") > 0) return;  // another process was faster
+    database.execute(kTables);
+    database.execute(fmt::format("PRAGMA application_id = {}; PRAGMA user_version = {}", kLibraryApplicationID,
+                                 kLibrarySchemaVersion)
+                         .c_str());
+    transaction.commit();
+}
+
+std::unique_ptr<SqliteDatabase> openToRead(const std::string& path, std::chrono::milliseconds busyLimit) {
+    // Not opened as read-only: such a connection could not clear away the log and its index when it is the last to
+    // close.
+    auto database = std::make_unique<SqliteDatabase>(path, SqliteDatabase::Opening::existing, busyLimit);
+    try {
+        checkIsLibrary(*database);
+    } catch (const SqliteError& error) {
+        // A log cannot be made beside the file: nobody writes there, so the file alone is the library.
+        if (error.code() != SQLITE_CANTOPEN && error.code() != SQLITE_READONLY_CANTINIT) throw;
+        database = std::make_unique<SqliteDatabase>(path, SqliteDatabase::Opening::peek, busyLimit);
+        checkIsLibrary(*database);
+    }
+    database->execute("PRAGMA query_only = ON");
+    return database;
+}
+
+}  // namespace
+
+std::unique_ptr<SqliteDatabase> openLibraryDatabase(const std::string& path, SqliteMusicLibrary::Mode mode,
+                                                    std::chrono::milliseconds busyLimit) {
+    const auto facts = util::factsOf(path);
+    if (facts && facts->kind != util::FileKind::regular && facts->kind != util::FileKind::symbolicLink)
+        throw LibraryError(fmt::format("{} is no music library: it is no file", path));
+    const bool readOnly = mode == SqliteMusicLibrary::Mode::readOnly;
+    const bool empty = !facts || facts->size == 0;  // empty: one that another process is about to make
+    if (empty && readOnly) throw LibraryError(fmt::format("there is no music library at {}", path));
+    if (!empty) checkUntouched(path);
+
+    if (readOnly) return openToRead(path, busyLimit);
+    auto database = std::make_unique<SqliteDatabase>(path, SqliteDatabase::Opening::create, busyLimit);
+    if (empty) makeTables(*database);
+    checkIsLibrary(*database);
+    database->useWriteAheadLog();
+    database->execute("PRAGMA synchronous = NORMAL; PRAGMA foreign_keys = ON; PRAGMA cache_size = -16000; PRAGMA temp_store = MEMORY");
+    return database;
+}
+
+}  // namespace quillet
