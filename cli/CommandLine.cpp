@@ -26,14 +26,16 @@ The library lies under a root folder: --root DIR, else $QUILLET_ROOT, else $XDG_
 ~/.local/share/quillet. Exit status: 0 all done, 1 some files failed (the others are done), 2 wrong usage, 3 nothing to do,
 130 interrupted with a clean state.)";
 
-constexpr const char* kImportFooter = R"(The files are copied, and yours are left alone. Something in a folder that is not audio is passed over; named itself,
+constexpr const char* kImportFooter =
+    R"(The files are copied, and yours are left alone. Something in a folder that is not audio is passed over; named itself,
 it is a failure. If a watch runs on the root, it imports the files; otherwise this command does it itself.
 
 Examples:
   quillet import song.m4a other.mp3
   quillet import --json ~/Downloads > imported.jsonl)";
 
-constexpr const char* kWatchFooter = R"(Drop audio files into ROOT/private/var/mobile/Media/Quillet/Import: they are imported when the folder has been still for
+constexpr const char* kWatchFooter =
+    R"(Drop audio files into ROOT/private/var/mobile/Media/Quillet/Import: they are imported when the folder has been still for
 about a second. What is no audio goes to the folder Rejected beside it; hidden files and partial downloads (.part,
 .crdownload ...) stay until they are renamed. SIGINT and SIGTERM end the watch after the batch in hand, with status 130.
 
@@ -75,7 +77,8 @@ void addWatch(CLI::App& app, Invocation& invocation) {
 void addRecheck(CLI::App& app, Invocation& invocation) {
     CLI::App* recheck =
         app.add_subcommand("recheck", "Add again what vanished from the library while its file is still there");
-    recheck->footer("Files in the media folder that nothing knows of, as a killed import leaves them, are imported too.");
+    recheck->footer(
+        "Files in the media folder that nothing knows of, as a killed import leaves them, are imported too.");
     recheck->callback([&invocation] { invocation.command = runRecheck; });
 }
 

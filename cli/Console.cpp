@@ -90,7 +90,9 @@ void Console::error(std::string_view text) {
     std::fwrite(whole.data(), 1, whole.size(), stderr);
 }
 
-bool Console::finish() { return std::fflush(stdout) == 0 && std::ferror(stdout) == 0; }
+bool Console::finish() {
+    return std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
+}
 
 std::string Console::coloured(Colour colour, std::string_view text) const {
     if (!outputIsTerminal_ || !colour_ || colour == Colour::plain) return std::string(text);

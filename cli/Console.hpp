@@ -9,8 +9,8 @@ namespace quillet::cli {
 
 enum class Colour { plain, dim, bold, green, yellow, red };
 
-/// What the user sees: results on standard output, everything else on standard error. Colour only on a terminal, and not
-/// where NO_COLOR is set or TERM is "dumb".
+/// What the user sees: results on standard output, everything else on standard error. Colour only on a terminal, and
+/// not where NO_COLOR is set or TERM is "dumb".
 class Console {
   public:
     explicit Console(bool json);

@@ -21,12 +21,11 @@ namespace {
 /// A file that was open for writing but not written to for this long is taken all the same, in seconds.
 constexpr std::time_t kForgottenWriter = 60;
 
-constexpr std::array<std::string_view, 9> kPartialEndings = {".part",       ".partial",  ".crdownload",
-                                                             ".download",   ".opdownload", ".aria2",
-                                                             ".filepart",   ".tmp",      "~"};
+constexpr std::array<std::string_view, 9> kPartialEndings = {
+    ".part", ".partial", ".crdownload", ".download", ".opdownload", ".aria2", ".filepart", ".tmp", "~"};
 
-/// Whether another process has the file open for writing and wrote to it lately. The kernel grants a read lease only where
-/// no writer has the file open (fcntl(2), F_SETLEASE); where it cannot tell, nobody is assumed to write.
+/// Whether another process has the file open for writing and wrote to it lately. The kernel grants a read lease only
+/// where no writer has the file open (fcntl(2), F_SETLEASE); where it cannot tell, nobody is assumed to write.
 bool isBeingWritten(const std::string& path) {
     const util::FileDescriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC));
     if (!file.isOpen()) return false;

@@ -16,9 +16,9 @@
 namespace quillet::cli {
 
 /// The door at the drop folder on Linux. Only regular files that a reader knows as audio pass; everything else goes to
-/// the folder Rejected beside the drop folder, under its own name or the next free one. A hidden file or a partial download
-/// stays until it is renamed, a file that somebody still writes stays for a later batch, and a file that could not be moved
-/// stays where it is. Each batch is one group of the library.
+/// the folder Rejected beside the drop folder, under its own name or the next free one. A hidden file or a partial
+/// download stays until it is renamed, a file that somebody still writes stays for a later batch, and a file that could
+/// not be moved stays where it is. Each batch is one group of the library.
 class DropDoor : public BatchDoor {
   public:
     static constexpr std::string_view kRejectedFolder = "/private/var/mobile/Media/Quillet/Rejected";
@@ -26,8 +26,8 @@ class DropDoor : public BatchDoor {
     /// All must outlive the door.
     DropDoor(LinuxPlatform& platform, OriginJournal& journal, BatchReporter& reporter);
 
-    /// Until the next call, only these entries are taken: finished files that were found to be audio already. Nullopt takes
-    /// every entry again.
+    /// Until the next call, only these entries are taken: finished files that were found to be audio already. Nullopt
+    /// takes every entry again.
     void takeOnly(std::optional<std::unordered_set<std::string>> entries) { only_ = std::move(entries); }
     /// From now on no entry is taken once `stop` answers true.
     void stopWhen(bool (*stop)()) { stop_ = stop; }
@@ -71,9 +71,9 @@ class DropDoor : public BatchDoor {
     BatchReporter& reporter_;
     std::optional<std::unordered_set<std::string>> only_;
     std::unordered_map<std::string, std::string> originalNames_;
-    TrackOrigin moving_;             ///< of the entry between willMove and didMove
-    std::set<std::string> left_;     ///< what batches have left on purpose, by name and identity
-    std::vector<Imported> imported_; ///< of the batch in hand
+    TrackOrigin moving_;              ///< of the entry between willMove and didMove
+    std::set<std::string> left_;      ///< what batches have left on purpose, by name and identity
+    std::vector<Imported> imported_;  ///< of the batch in hand
     std::unordered_set<std::string> unfinished_;
     std::function<void()> afterBatch_;
     bool (*stop_)() = nullptr;

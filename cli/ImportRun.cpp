@@ -144,9 +144,10 @@ bool ImportRun::lookForTaken() {
         if (!isOpen(i)) continue;
         const std::string path = util::pathIn(paths_.at(DevicePaths::kDropFolder), handed_[i]->entry);
         if (util::factsOf(path)) continue;
-        settle(i, {0, fmt::format("was taken from the drop folder but is not in the library; see what the other process "
-                                  "says, and {}",
-                                  paths_.at(DropDoor::kRejectedFolder))});
+        settle(i,
+               {0, fmt::format("was taken from the drop folder but is not in the library; see what the other process "
+                               "says, and {}",
+                               paths_.at(DropDoor::kRejectedFolder))});
         taken = true;
     }
     return taken;

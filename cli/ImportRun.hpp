@@ -15,8 +15,8 @@
 
 namespace quillet::cli {
 
-/// One import from the selected files to what became of each. As the library side of the root where that is free, beside
-/// another process where it is not, and as its heir where that process ends before all files are taken.
+/// One import from the selected files to what became of each. As the library side of the root where that is free,
+/// beside another process where it is not, and as its heir where that process ends before all files are taken.
 class ImportRun : public BatchReporter {
   public:
     /// What became of one file.
@@ -27,8 +27,8 @@ class ImportRun : public BatchReporter {
 
     ImportRun(Console& console, const DevicePaths& paths, const std::vector<ImportFile>& files, bool move);
 
-    /// Imports the files that carry no reason. Answers when each has an outcome, or the user wants no more. Throws UserError
-    /// and LibraryError where nothing could be handed over.
+    /// Imports the files that carry no reason. Answers when each has an outcome, or the user wants no more. Throws
+    /// UserError and LibraryError where nothing could be handed over.
     void run();
     const std::vector<Outcome>& outcomes() const { return outcomes_; }
 

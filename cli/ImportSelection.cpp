@@ -64,7 +64,8 @@ class Selection {
         std::error_code error;
         if (isOwn(resolved(folder) + "/")) return add(folder, folder, "lies in the root's own folders already");
         std::vector<fs::directory_entry> entries;
-        for (fs::directory_iterator next(folder, error); !error && next != fs::directory_iterator(); next.increment(error))
+        for (fs::directory_iterator next(folder, error); !error && next != fs::directory_iterator();
+             next.increment(error))
             entries.push_back(*next);
         if (error) add(folder, folder, "cannot be read: " + error.message());
         std::sort(entries.begin(), entries.end());
@@ -89,7 +90,8 @@ class Selection {
 
 }  // namespace
 
-std::vector<ImportFile> selectFiles(LibavMediaFramework& media, const DevicePaths& paths, const ImportOptions& options) {
+std::vector<ImportFile> selectFiles(LibavMediaFramework& media, const DevicePaths& paths,
+                                    const ImportOptions& options) {
     Selection selection(media, paths, options.move);
     for (const std::string& named : options.paths) selection.addNamed(named);
     return selection.take();

@@ -9,7 +9,9 @@ namespace quillet::cli {
 
 namespace {
 volatile std::sig_atomic_t wasInterrupted = 0;
-extern "C" void remember(int /*number*/) { wasInterrupted = 1; }
+extern "C" void remember(int /*number*/) {
+    wasInterrupted = 1;
+}
 }  // namespace
 
 void rememberInterrupts() {
@@ -19,8 +21,12 @@ void rememberInterrupts() {
     for (const int number : {SIGINT, SIGTERM, SIGHUP}) sigaction(number, &action, nullptr);
 }
 
-bool interrupted() { return wasInterrupted != 0; }
+bool interrupted() {
+    return wasInterrupted != 0;
+}
 
-void pauseMilliseconds(int milliseconds) { (void)poll(nullptr, 0, milliseconds); }
+void pauseMilliseconds(int milliseconds) {
+    (void)poll(nullptr, 0, milliseconds);
+}
 
 }  // namespace quillet::cli

@@ -12,7 +12,9 @@ namespace quillet::cli {
 
 namespace {
 
-std::string orNothing(const std::optional<std::string>& text) { return shown(text.value_or("")); }
+std::string orNothing(const std::optional<std::string>& text) {
+    return shown(text.value_or(""));
+}
 
 /// Null, and a remark, where the root has no library yet.
 std::unique_ptr<SqliteMusicLibrary> openForReading(Console& console, const DevicePaths& paths) {
@@ -54,13 +56,8 @@ void showTrack(Console& console, const LibraryTrack& track) {
 int runLibraryList(Console& console, const DevicePaths& paths) {
     const auto library = openForReading(console, paths);
     if (library == nullptr) return kAllDone;
-    Table table(console, {{"ID", true},
-                          {"Title"},
-                          {"Artist"},
-                          {"Album"},
-                          {"Track", true},
-                          {"Year", true},
-                          {"Time", true}});
+    Table table(console,
+                {{"ID", true}, {"Title"}, {"Artist"}, {"Album"}, {"Track", true}, {"Year", true}, {"Time", true}});
     library->forEachTrack([&](const LibraryTrack& track) {
         const TrackView view(track);
         if (console.json()) return console.jsonLine(view.json());

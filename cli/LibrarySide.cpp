@@ -18,8 +18,8 @@ namespace quillet::cli {
 
 namespace {
 
-/// How long a file that somebody writes is left alone before it is looked at again, and a library that refused tracks, in
-/// seconds.
+/// How long a file that somebody writes is left alone before it is looked at again, and a library that refused tracks,
+/// in seconds.
 constexpr double kWriterInterval = 1.0;
 constexpr double kRetryInterval = 30.0;
 

@@ -26,11 +26,12 @@ struct RecheckResult {
 /// The library side of a root: the sync engine with what Linux puts around it. Whoever makes one holds the root's lock.
 class LibrarySide {
   public:
-    /// Makes the engine. An import database that is no dictionary is set aside first, with one line. Throws UserError where
-    /// the root cannot be used. All arguments must outlive this.
+    /// Makes the engine. An import database that is no dictionary is set aside first, with one line. Throws UserError
+    /// where the root cannot be used. All arguments must outlive this.
     LibrarySide(LinuxPlatform& platform, BatchReporter& reporter);
 
-    /// Adds again what vanished, and imports files of the media folder that nobody knows, as a killed batch leaves them.
+    /// Adds again what vanished, and imports files of the media folder that nobody knows, as a killed batch leaves
+    /// them.
     RecheckResult recheck();
 
     /// Imports these entries of the drop folder now, as finished files, and nothing else there.
@@ -39,15 +40,15 @@ class LibrarySide {
 
     /// Takes what lies in the drop folder already, as soon as the folder has settled.
     void takeWhatLiesThere();
-    /// From now on the loop takes whatever is dropped: also what arrives during a batch, what was still being written, and
-    /// what the library could not take at first.
+    /// From now on the loop takes whatever is dropped: also what arrives during a batch, what was still being written,
+    /// and what the library could not take at first.
     void takeWhateverComes();
     /// Runs the loop until no entry of the drop folder is new.
     void takeAllOnce();
 
     enum class Removal { removed, noSuchTrack };
-    /// Takes a track out of the library; with `keepFile` its record and its file stay, so that the next re-check brings it
-    /// back. Throws LibraryError or UserError where that fails.
+    /// Takes a track out of the library; with `keepFile` its record and its file stay, so that the next re-check brings
+    /// it back. Throws LibraryError or UserError where that fails.
     Removal remove(std::uint64_t persistentID, bool keepFile);
 
   private:

@@ -65,7 +65,8 @@ void OriginJournal::add(const Entry& entry) {
                        {"file", jsonOfName(entry.origin.fileName)},
                        {"device", entry.origin.device},
                        {"inode", entry.origin.inode}};
-    // Where it cannot be written, a title may be lost if the process is killed as well; that is no reason not to import.
+    // Where it cannot be written, a title may be lost if the process is killed as well; that is no reason not to
+    // import.
     if (file_.isOpen()) (void)util::writeAll(file_.number(), util::bytesOf(json.dump() + "\n"));
 }
 

@@ -9,8 +9,8 @@
 namespace quillet::cli {
 
 /// Remembers, across a process that was killed, which file of the drop folder became which file of the media folder. A
-/// line is written before each move and all are forgotten when their batch is safe in the library. Survives the end of the
-/// process, not of the machine.
+/// line is written before each move and all are forgotten when their batch is safe in the library. Survives the end of
+/// the process, not of the machine.
 class OriginJournal {
   public:
     struct Entry {

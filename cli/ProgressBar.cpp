@@ -17,7 +17,9 @@ constexpr std::chrono::milliseconds kInterval(100);
 ProgressBar::ProgressBar(const Console& console, std::string what, std::size_t total)
     : what_(std::move(what)), total_(total), enabled_(console.errorIsTerminal() && total >= kFewest) {}
 
-ProgressBar::~ProgressBar() { hide(); }
+ProgressBar::~ProgressBar() {
+    hide();
+}
 
 void ProgressBar::advance(std::size_t done) {
     done_ = std::min(done, total_);

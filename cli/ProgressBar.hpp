@@ -8,8 +8,8 @@
 
 namespace quillet::cli {
 
-/// A bar on standard error while many things are done; nothing where that is no terminal or there is little to do. It is
-/// drawn a few times a second at the most.
+/// A bar on standard error while many things are done; nothing where that is no terminal or there is little to do. It
+/// is drawn a few times a second at the most.
 class ProgressBar {
   public:
     /// `what` stands before the bar; `console` must outlive it.

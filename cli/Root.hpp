@@ -13,8 +13,8 @@ class UserError : public std::runtime_error {
 };
 
 /// The root folder that all the system's paths lie under: `given` (--root) where it is not "", else $QUILLET_ROOT, else
-/// $XDG_DATA_HOME/quillet, else ~/.local/share/quillet. Absolute. It need not exist. Throws UserError where none of these
-/// names a folder.
+/// $XDG_DATA_HOME/quillet, else ~/.local/share/quillet. Absolute. It need not exist. Throws UserError where none of
+/// these names a folder.
 DevicePaths rootPaths(const std::string& given);
 
 }  // namespace quillet::cli

@@ -8,8 +8,8 @@
 
 namespace quillet::cli {
 
-/// Rows of text under headings. On a terminal they are aligned and fitted to its width; elsewhere each row is one line with
-/// tabs between the cells, without headings.
+/// Rows of text under headings. On a terminal they are aligned and fitted to its width; elsewhere each row is one line
+/// with tabs between the cells, without headings.
 class Table {
   public:
     struct Column {

@@ -10,8 +10,8 @@
 
 namespace quillet::cli {
 
-/// One track as a user reads it. What is absent is nullopt: an empty text, a number that is 0, negative or 4294967295 (the
-/// -1 of a tag without a count) are absent.
+/// One track as a user reads it. What is absent is nullopt: an empty text, a number that is 0, negative or 4294967295
+/// (the -1 of a tag without a count) are absent.
 class TrackView {
   public:
     /// `track` must outlive the view.
@@ -41,8 +41,8 @@ class TrackView {
     const LibraryTrack& track_;
 };
 
-/// `name` under `key` for JSON: text with replacement characters and, where it is not UTF-8, its percent-encoded bytes under
-/// `key` + "Raw".
+/// `name` under `key` for JSON: text with replacement characters and, where it is not UTF-8, its percent-encoded bytes
+/// under `key` + "Raw".
 void addFileName(nlohmann::ordered_json& object, const std::string& key, const std::string& name);
 
 }  // namespace quillet::cli

@@ -7,8 +7,8 @@
 
 namespace quillet {
 
-/// Stands at the drop folder's side of a batch. This one is the system's own rule: every entry is taken as it comes and no
-/// result is looked at. A machine with more to lose than a rule puts a stricter one in its place.
+/// Stands at the drop folder's side of a batch. This one is the system's own rule: every entry is taken as it comes and
+/// no result is looked at. A machine with more to lose than a rule puts a stricter one in its place.
 class BatchDoor {
   public:
     virtual ~BatchDoor() = default;
@@ -20,7 +20,8 @@ class BatchDoor {
     /// Before the entry is moved to `assetName` in the media folder.
     virtual void willMove(const std::string& /*entry*/, const std::string& /*assetName*/) {}
     /// After the move. False leaves the entry at that: no record is made and no track imported.
-    virtual bool didMove(const std::string& /*entry*/, const std::string& /*assetName*/, const util::Status& /*moved*/) {
+    virtual bool didMove(const std::string& /*entry*/, const std::string& /*assetName*/,
+                         const util::Status& /*moved*/) {
         return true;
     }
     /// After the import; `persistentID` is 0 where the library has not taken the track (yet).

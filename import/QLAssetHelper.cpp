@@ -123,7 +123,8 @@ PropertyDictionary QLAssetHelper::newAssetFromPath(const std::string& path, Plat
     if (asset.artworkData) {
         const std::string digest = asset.artworkData->MD5();
         const std::string cached = util::pathIn(platform.paths.at(DevicePaths::kArtworkCache), digest);
-        // Not synced: the cache can be filled again from the file, and a sync for each cover would cost more than the import.
+        // Not synced: the cache can be filled again from the file, and a sync for each cover would cost more than the
+        // import.
         if (!util::fileExists(cached))
             (void)util::writeFileAtomically(cached, asset.artworkData->bytes(), util::Durability::unsynced);
         set(record, "artwork", digest);
@@ -135,7 +136,8 @@ AssetValues QLAssetHelper::getValuesFromID3(const std::string& path, const TagFa
     AssetValues asset;
     PropertyDictionary& values = asset.values;
     const bool hasTitle = tag.title && !tag.title->empty();
-    set(values, kTitle, hasTitle ? *tag.title : std::string(util::deletingPathExtension(util::lastPathComponent(path))));
+    set(values, kTitle,
+        hasTitle ? *tag.title : std::string(util::deletingPathExtension(util::lastPathComponent(path))));
     set(values, kArtist, tag.artist.value_or(""));
     set(values, kAlbum, tag.album.value_or(""));
     if (tag.albumArtist && !tag.albumArtist->empty()) set(values, kAlbumArtist, *tag.albumArtist);

@@ -32,17 +32,17 @@ struct TagFacts {
     std::vector<util::Data> images;
 };
 
-/// Turns an audio file into an asset record: a dictionary of "assetPath" (file name), "mediaType" (8, music, for the four
-/// known extensions), "values" (library property to value) and, with a cover, "artwork" (its name in the artwork cache).
-/// It keeps no state. A file that nothing can read still gets a record.
+/// Turns an audio file into an asset record: a dictionary of "assetPath" (file name), "mediaType" (8, music, for the
+/// four known extensions), "values" (library property to value) and, with a cover, "artwork" (its name in the artwork
+/// cache). It keeps no state. A file that nothing can read still gets a record.
 class QLAssetHelper {
   public:
-    /// +newAssetFromPath:  The record of the file at `path`. Its cover, if any, is in the artwork cache afterwards, once
-    /// for all files that share it.
+    /// +newAssetFromPath:  The record of the file at `path`. Its cover, if any, is in the artwork cache afterwards,
+    /// once for all files that share it.
     static util::PropertyDictionary newAssetFromPath(const std::string& path, Platform& platform);
 
-    /// +getValuesFromID3:artworkData:  From the file's own tag. Every value is there but an empty album artist; numbers are
-    /// unsigned. Without a title the file's name stands for it. The first image is the cover.
+    /// +getValuesFromID3:artworkData:  From the file's own tag. Every value is there but an empty album artist; numbers
+    /// are unsigned. Without a title the file's name stands for it. The first image is the cover.
     static AssetValues getValuesFromID3(const std::string& path, const TagFacts& tag);
 
     /// +getValuesFromAV:artworkData:  From the media framework. A value is there only where the file has it, but the

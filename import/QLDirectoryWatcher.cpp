@@ -17,9 +17,13 @@ std::shared_ptr<QLDirectoryWatcher> QLDirectoryWatcher::directoryWatcherAtPath(c
     return watcher;
 }
 
-QLDirectoryWatcher::~QLDirectoryWatcher() { stopWatching(); }
+QLDirectoryWatcher::~QLDirectoryWatcher() {
+    stopWatching();
+}
 
-bool QLDirectoryWatcher::startWatching() { return startMonitoringDirectory(watchedPath_); }
+bool QLDirectoryWatcher::startWatching() {
+    return startMonitoringDirectory(watchedPath_);
+}
 
 bool QLDirectoryWatcher::stopWatching() {
     if (!source_) return false;
@@ -45,9 +49,8 @@ void QLDirectoryWatcher::directoryDidChange() {
 }
 
 void QLDirectoryWatcher::checkChangesAfterDelay(double delay) {
-    platform_.loop.runAfter(delay, [self = shared_from_this(), earlier = directoryMetadata()] {
-        self->pollDirectoryForChanges(earlier);
-    });
+    platform_.loop.runAfter(
+        delay, [self = shared_from_this(), earlier = directoryMetadata()] { self->pollDirectoryForChanges(earlier); });
 }
 
 void QLDirectoryWatcher::pollDirectoryForChanges(const Snapshot& earlier) {
@@ -72,9 +75,8 @@ QLDirectoryWatcher::Snapshot QLDirectoryWatcher::directoryMetadata() const {
 }
 
 void QLDirectoryWatcher::postOnMain(std::string_view notification) {
-    platform_.loop.runOnMain([self = shared_from_this(), notification] {
-        self->platform_.notifications.post(notification, self.get());
-    });
+    platform_.loop.runOnMain(
+        [self = shared_from_this(), notification] { self->platform_.notifications.post(notification, self.get()); });
 }
 
 }  // namespace quillet

@@ -17,9 +17,9 @@ inline constexpr std::string_view QLDirectoryDidStartChangesNotification = "QLDi
 inline constexpr std::string_view QLDirectoryDidFinishChangesNotification = "QLDirectoryDidFinishChangesNotification";
 
 /// Watches one directory, not what lies deeper, and tells when a burst of changes to it begins and when it has settled:
-/// six snapshots in a row, 0.2 seconds apart, equal to the one before. Both notices are posted on the main queue. Either
-/// may come more than once for one burst: a change that arrives while the quiet snapshots are being counted starts a
-/// second count beside the first, and each count ends with its own notice.
+/// six snapshots in a row, 0.2 seconds apart, equal to the one before. Both notices are posted on the main queue.
+/// Either may come more than once for one burst: a change that arrives while the quiet snapshots are being counted
+/// starts a second count beside the first, and each count ends with its own notice.
 class QLDirectoryWatcher : public std::enable_shared_from_this<QLDirectoryWatcher> {
   public:
     /// The retries that a quiet directory has to pass after the first, and the seconds between two snapshots.

@@ -86,9 +86,13 @@ QLSyncHelper::QLSyncHelper(Platform& platform) : platform_(platform) {
                                         [this] { directoryDidFinishChanges(); });
 }
 
-QLSyncHelper::~QLSyncHelper() { platform_.notifications.removeObserver(this); }
+QLSyncHelper::~QLSyncHelper() {
+    platform_.notifications.removeObserver(this);
+}
 
-void QLSyncHelper::setDoor(BatchDoor* door) { door_ = door == nullptr ? &systemDoor_ : door; }
+void QLSyncHelper::setDoor(BatchDoor* door) {
+    door_ = door == nullptr ? &systemDoor_ : door;
+}
 
 void QLSyncHelper::directoryDidFinishChanges() {
     if (const auto center = platform_.messaging.centerNamed(kSyncMessagingCenter))
@@ -107,8 +111,7 @@ void QLSyncHelper::importEntry(const std::string& entry) {
     const std::string assetName = assetNameFor(entry);
     const std::string destination = util::pathIn(platform_.paths.at(importPath()), assetName);
     door_->willMove(entry, assetName);
-    const util::Status moved =
-        util::moveItem(util::pathIn(platform_.paths.at(dropFolderPath()), entry), destination);
+    const util::Status moved = util::moveItem(util::pathIn(platform_.paths.at(dropFolderPath()), entry), destination);
     if (!door_->didMove(entry, assetName, moved)) return;
     const std::uint64_t identifier = addNewAsset(QLAssetHelper::newAssetFromPath(destination, platform_));
     door_->didImport(entry, assetName, identifier);
@@ -156,9 +159,8 @@ std::uint64_t QLSyncHelper::addNewAsset(const PropertyDictionary& record) {
     }
     // The cell outlives this call, for a library that completes later; the record is filed by what stands in it now.
     const auto cell = std::make_shared<std::uint64_t>(0);
-    platform_.library.importTrack(track, [cell](std::uint32_t /*status*/, std::uint64_t identifier) {
-        *cell = identifier;
-    });
+    platform_.library.importTrack(track,
+                                  [cell](std::uint32_t /*status*/, std::uint64_t identifier) { *cell = identifier; });
     if (dbItems_) dbItems_->insert_or_assign(std::to_string(*cell), record);
     return *cell;
 }
@@ -174,7 +176,8 @@ void QLSyncHelper::writeDatabase() {
 std::string QLSyncHelper::randomFilename() {
     std::string name;
     name.reserve(kFileNameLength);
-    for (std::size_t i = 0; i < kFileNameLength; ++i) name += kFileNameAlphabet[arc4random() % kFileNameAlphabet.size()];
+    for (std::size_t i = 0; i < kFileNameLength; ++i)
+        name += kFileNameAlphabet[arc4random() % kFileNameAlphabet.size()];
     return name;
 }
 

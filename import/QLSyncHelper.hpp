@@ -17,9 +17,9 @@ namespace quillet {
 inline constexpr std::string_view kSyncMessagingCenter = "com.quillet.sync";
 inline constexpr std::string_view kSyncSuccessMessage = "QLSyncSuccess";
 
-/// The sync engine: takes what was put into the drop folder, moves it into the media folder under random names, adds it to
-/// the music library, and keeps a record of each track it added, so that one that vanishes from the library can be added
-/// again. Everything runs on the thread that calls it; batches run on the main queue and never overlap.
+/// The sync engine: takes what was put into the drop folder, moves it into the media folder under random names, adds it
+/// to the music library, and keeps a record of each track it added, so that one that vanishes from the library can be
+/// added again. Everything runs on the thread that calls it; batches run on the main queue and never overlap.
 class QLSyncHelper {
   public:
     /// +sharedInstance  The instance of this process on its platform, made at the first call. Not locked.
@@ -49,9 +49,9 @@ class QLSyncHelper {
     /// -directoryDidFinishChanges:  One batch: imports all that lies in the drop folder.
     void directoryDidFinishChanges();
 
-    /// -scanDatabaseChanges  Adds each recorded track again that the library no longer has while its file is still in the
-    /// media folder, under its new identifier, and drops the record of one whose file is gone too. Costs time in the sum of
-    /// records and tracks. Nothing is done where the library cannot be asked.
+    /// -scanDatabaseChanges  Adds each recorded track again that the library no longer has while its file is still in
+    /// the media folder, under its new identifier, and drops the record of one whose file is gone too. Costs time in
+    /// the sum of records and tracks. Nothing is done where the library cannot be asked.
     void scanDatabaseChanges();
 
     /// -addNewAsset:  Adds the track that the record describes to the library and files the record under the decimal
@@ -61,7 +61,8 @@ class QLSyncHelper {
     /// -randomFilename  20 characters, capital letters and digits. Whether a file has that name is not looked at.
     static std::string randomFilename();
 
-    /// -getFileSize:  The low 32 bits of the file's size in bytes. Ends the process, status 1, where it cannot be asked.
+    /// -getFileSize:  The low 32 bits of the file's size in bytes. Ends the process, status 1, where it cannot be
+    /// asked.
     static std::int32_t getFileSize(const std::string& path);
 
     /// The import database, decimal identifier to asset record; null where there is none (see -init).

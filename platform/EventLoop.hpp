@@ -19,9 +19,9 @@ class EventLoop {
 
     virtual ~EventLoop() = default;
 
-    /// Calls `changed` on the global queue of default priority after entries of the directory came, went or were renamed;
-    /// a write to a file in it is no such event. Several changes may give one call. Null where the directory cannot be
-    /// opened. No call is made once the source is destroyed.
+    /// Calls `changed` on the global queue of default priority after entries of the directory came, went or were
+    /// renamed; a write to a file in it is no such event. Several changes may give one call. Null where the directory
+    /// cannot be opened. No call is made once the source is destroyed.
     virtual std::unique_ptr<DirectorySource> watchDirectory(const std::string& path, Work changed) = 0;
 
     /// Runs `work` once, `delaySeconds` from now or a little later, on the queue that is current at this call.

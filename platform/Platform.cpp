@@ -13,6 +13,8 @@ Platform& Platform::ofProcess() {
     return *processPlatform;
 }
 
-void Platform::setOfProcess(Platform* platform) { processPlatform = platform; }
+void Platform::setOfProcess(Platform* platform) {
+    processPlatform = platform;
+}
 
 }  // namespace quillet
