@@ -134,11 +134,15 @@ double countedSeconds(AVFormatContext& file, const AVStream& music) {
     }
     const std::unique_ptr<AVPacket, Close> packet(av_packet_alloc());
     double ticks = 0;
+    double ticksOfPacket = 0;
+    double withoutDuration = 0;  // packets that were read before the codec was known
     while (packet && av_read_frame(&file, packet.get()) >= 0) {
-        if (packet->stream_index == music.index && packet->duration > 0) ticks += static_cast<double>(packet->duration);
+        const bool isMusic = packet->stream_index == music.index;
+        if (isMusic && packet->duration > 0) ticks += ticksOfPacket = static_cast<double>(packet->duration);
+        if (isMusic && packet->duration <= 0) withoutDuration += 1;
         av_packet_unref(packet.get());
     }
-    return ticks * av_q2d(music.time_base);
+    return (ticks + withoutDuration * ticksOfPacket) * av_q2d(music.time_base);
 }
 
 /// Reads on until sample rate and duration are known too. Pictures are declared to be plain data: to know their size in
