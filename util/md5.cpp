@@ -45,13 +45,16 @@ template <std::size_t step>
     const std::uint32_t c = state[(66 - step) % 4];
     const std::uint32_t d = state[(67 - step) % 4];
 
-    a += words[(kWordOrder[round][0] + kWordOrder[round][1] * step) % 16] + kSines[step];
-    if constexpr (round == 0) a += d ^ (b & (c ^ d));
+    std::uint32_t sum = a + words[(kWordOrder[round][0] + kWordOrder[round][1] * step) % 16] + kSines[step];
+    // Compilers like to regroup the sum and to add this part behind what needs `b`, which makes the chain longer; what
+    // an assembly statement may have changed they leave alone.
+    asm("" : "+r"(sum));
+    if constexpr (round == 0) sum += d ^ (b & (c ^ d));
     // The two halves have no bit in common, so they may be added one by one: the first needs no `b`.
-    if constexpr (round == 1) a += c & ~d, a += b & d;
-    if constexpr (round == 2) a += b ^ (c ^ d);
-    if constexpr (round == 3) a += c ^ (b | ~d);
-    a = b + std::rotl(a, kTurns[round][step % 4]);
+    if constexpr (round == 1) sum += c & ~d, sum += b & d;
+    if constexpr (round == 2) sum += b ^ (c ^ d);
+    if constexpr (round == 3) sum += c ^ (b | ~d);
+    a = b + std::rotl(sum, kTurns[round][step % 4]);
 }
 
 template <std::size_t... steps>
