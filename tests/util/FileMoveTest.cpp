@@ -1,0 +1,214 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "tests/TemporaryFolder.hpp"
+#include "util/FileCalls.hpp"
+#include "util/Files.hpp"
+#include "util/Limits.hpp"
+
+namespace quillet::util {
+namespace {
+
+using Names = std::vector<std::string>;
+using test::contentOf;
+using test::TemporaryFolder;
+
+/// A small file system in memory, mounted on a folder of its own as long as it lives; only root can have one.
+class SmallFileSystem {
+  public:
+    SmallFileSystem() : mounted_(mount("none", folder_.path().c_str(), "tmpfs", 0, "size=64k") == 0) {}
+    ~SmallFileSystem() {
+        if (mounted_) umount2(folder_.path().c_str(), MNT_DETACH);
+    }
+    bool isMounted() const { return mounted_; }
+    const TemporaryFolder& folder() const { return folder_; }
+    bool makeReadOnly() const {
+        return mount("none", folder_.path().c_str(), "tmpfs", MS_REMOUNT | MS_RDONLY, nullptr) == 0;
+    }
+
+  private:
+    TemporaryFolder folder_;
+    bool mounted_;
+};
+
+/// A folder on the machine's memory file system.
+class MemoryFolder {
+  public:
+    MemoryFolder() {
+        char pattern[] = "/dev/shm/quillet-test-XXXXXX";
+        if (mkdtemp(pattern) != nullptr) path_ = pattern;
+    }
+    ~MemoryFolder() {
+        std::error_code ignored;
+        if (!path_.empty()) std::filesystem::remove_all(path_, ignored);
+    }
+    const std::string& path() const { return path_; }
+    std::string operator/(std::string_view name) const { return path_ + "/" + std::string(name); }
+
+  private:
+    std::string path_;
+};
+
+/// Everything a caller could see of an entry, a folder with all that is in it: kind, mode, owner, modification time,
+/// content, extended attribute.
+std::string portraitOf(const std::string& path) {
+    struct stat facts{};
+    if (lstat(path.c_str(), &facts) != 0) return "nothing";
+    std::string portrait = std::to_string(facts.st_mode) + " " + std::to_string(facts.st_uid) + " " +
+                           std::to_string(facts.st_mtim.tv_sec) + "." + std::to_string(facts.st_mtim.tv_nsec) + " ";
+    char value[64] = "";
+    if (lgetxattr(path.c_str(), "user.quillet", value, sizeof value) > 0) portrait += std::string("marked ") + value;
+    if (S_ISREG(facts.st_mode)) portrait += contentOf(path);
+    if (S_ISLNK(facts.st_mode)) portrait += std::filesystem::read_symlink(path).string();
+    if (S_ISDIR(facts.st_mode)) {
+        for (const std::string& name : listDirectory(path).value_or(Names{"unreadable"})) {
+            portrait += "\n" + name + ": " + portraitOf(path + "/" + name);
+        }
+    }
+    return portrait;
+}
+
+/// Makes one entry of each kind in `folder`, the older the deeper, and answers their names.
+Names makeOneOfEach(const std::string& folder) {
+    const std::string longName(kLongestFileName, 'n');
+    const auto write = [&](const std::string& name, const std::string& content, mode_t mode) {
+        std::ofstream(folder + "/" + name) << content;
+        EXPECT_EQ(chmod((folder + "/" + name).c_str(), mode), 0);
+    };
+    EXPECT_TRUE(createDirectories(folder + "/tree/inner").ok());
+    write("file", std::string(200000, 'f') + "end", 0640);
+    write(longName, "", 0444);
+    write("tree/inner/file", "inner", 0600);
+    EXPECT_EQ(symlink("no\nwhere", (folder + "/link").c_str()), 0);
+    EXPECT_EQ(symlink("../file", (folder + "/tree/link").c_str()), 0);
+    EXPECT_EQ(mkfifo((folder + "/fifo").c_str(), 0620), 0);
+    EXPECT_EQ(chmod((folder + "/tree").c_str(), 02750), 0);
+    setxattr((folder + "/file").c_str(), "user.quillet", "yes", 4, 0);
+    time_t seconds = 1000000000;
+    for (const std::string name : {"file", "link", "fifo", "tree/inner/file", "tree/inner", "tree"}) {
+        const timespec times[2] = {{seconds, 1}, {seconds, 123456789}};
+        EXPECT_EQ(utimensat(AT_FDCWD, (folder + "/" + name).c_str(), times, AT_SYMLINK_NOFOLLOW), 0);
+        seconds += 1000;
+    }
+    return {"fifo", "file", "link", longName, "tree"};
+}
+
+struct Way {
+    const char* name;
+    Status (*move)(const std::string& from, const std::string& to);
+    bool acrossFileSystems;
+};
+const Way kWays[] = {
+    {"rename", moveItem, false},
+    {"link", renameByLink, false},
+    {"copy", moveItem, true},
+};
+
+class FileMove : public testing::TestWithParam<Way> {
+  protected:
+    void SetUp() override {
+        if (!GetParam().acrossFileSystems) return;
+        if (memory.path().empty() || factsOf(memory.path())->device == factsOf(disk.path())->device) {
+            GTEST_SKIP() << "/dev/shm is no other file system than " << disk.path();
+        }
+        to = memory.path();
+    }
+    const TemporaryFolder disk;
+    const TemporaryFolder second;
+    const MemoryFolder memory;
+    std::string from = disk.path();
+    std::string to = second.path();
+};
+
+TEST_P(FileMove, KeepsAllThatAnEntryIs) {
+    for (const std::string& name : makeOneOfEach(from)) {
+        SCOPED_TRACE(name);
+        const std::string before = portraitOf(from + "/" + name);
+        const Status moved = GetParam().move(from + "/" + name, to + "/" + name);
+        ASSERT_TRUE(moved.ok()) << moved.message();
+        EXPECT_EQ(portraitOf(to + "/" + name), before);
+        EXPECT_EQ(portraitOf(from + "/" + name), "nothing");
+        EXPECT_EQ(listDirectory(to), Names{name});  // and no working file
+        std::filesystem::remove_all(to + "/" + name);
+    }
+    EXPECT_EQ(listDirectory(from), Names{});
+}
+
+TEST_P(FileMove, GoesOverNothing) {
+    const Names names = makeOneOfEach(from);
+    makeOneOfEach(to);
+    const std::string before = portraitOf(to);
+    const std::string sourceBefore = portraitOf(from);
+    for (const std::string& name : names) {
+        for (const std::string& taken : names) {
+            EXPECT_EQ(GetParam().move(from + "/" + name, to + "/" + taken).error(), EEXIST) << name << " to " << taken;
+        }
+    }
+    EXPECT_EQ(GetParam().move(from + "/absent", to + "/free").error(), ENOENT);
+    EXPECT_EQ(GetParam().move(from + "/file", to + "/absent/file").error(), ENOENT);
+    EXPECT_EQ(GetParam().move(from + "/file", from + "/file").error(), EEXIST);
+    EXPECT_EQ(portraitOf(to), before);
+    EXPECT_EQ(portraitOf(from), sourceBefore);
+}
+
+INSTANTIATE_TEST_SUITE_P(Ways, FileMove, testing::ValuesIn(kWays), [](const auto& way) { return way.param.name; });
+
+TEST(FileMoveFailure, LeavesTheSourceWholeAndNothingElseOnAFullDisk) {
+    const SmallFileSystem small;
+    if (!small.isMounted()) GTEST_SKIP() << "only root can mount a file system that is soon full";
+    const TemporaryFolder disk;
+    makeOneOfEach(disk.path());
+    ASSERT_TRUE(createDirectories(disk / "tree/last").ok());
+    disk.write("tree/last/large", std::string(200000, 'x'));
+    const std::string old = small.folder().write("old", "old");
+    const std::string before = portraitOf(disk.path());
+
+    const std::string large(200000, 'x');
+    const std::string target = small.folder() / "new";
+    EXPECT_EQ(moveItem(disk / "file", target).error(), ENOSPC);
+    EXPECT_EQ(moveItem(disk / "tree", target).error(), ENOSPC);
+    EXPECT_EQ(copyFile(disk / "file", target).error(), ENOSPC);
+    EXPECT_EQ(writeFileAtomically(target, bytesOf(large)).error(), ENOSPC);
+    EXPECT_EQ(writeFileAtomically(old, bytesOf(large)).error(), ENOSPC);
+    EXPECT_EQ(listDirectory(small.folder().path()), Names{"old"});
+    EXPECT_EQ(contentOf(old), "old");
+    EXPECT_EQ(portraitOf(disk.path()), before);
+}
+
+TEST(FileMoveFailure, TakesTheCopyBackWhenTheSourceCannotGo) {
+    const SmallFileSystem small;
+    if (!small.isMounted()) GTEST_SKIP() << "only root can mount a file system that becomes read-only";
+    small.folder().write("file", "content");
+    ASSERT_TRUE(createDirectories(small.folder() / "tree/inner").ok());
+    ASSERT_TRUE(small.makeReadOnly());
+    const std::string before = portraitOf(small.folder().path());
+    const TemporaryFolder disk;
+    EXPECT_EQ(moveItem(small.folder() / "file", disk / "file").error(), EROFS);
+    EXPECT_EQ(moveItem(small.folder() / "tree", disk / "tree").error(), EROFS);
+    EXPECT_EQ(listDirectory(disk.path()), Names{});
+    EXPECT_EQ(portraitOf(small.folder().path()), before);
+}
+
+TEST(FileMoveFailure, LeavesAFolderThatHoldsAnotherFileSystem) {
+    const SmallFileSystem small;
+    if (!small.isMounted()) GTEST_SKIP() << "only root can mount a file system inside a folder";
+    small.folder().write("file", "content");
+    // The target lies in what is moved: a copy would never come to its end.
+    const std::string whole(small.folder().path());
+    const TemporaryFolder disk;
+    ASSERT_TRUE(createDirectories(disk / "tree/mounted").ok());
+    ASSERT_EQ(mount(whole.c_str(), (disk / "tree/mounted").c_str(), nullptr, MS_BIND, nullptr), 0);
+    EXPECT_EQ(moveItem(disk / "tree", disk / "tree/mounted/tree").error(), EXDEV);
+    EXPECT_EQ(listDirectory(whole), Names{"file"});
+    EXPECT_EQ(umount2((disk / "tree/mounted").c_str(), MNT_DETACH), 0);
+    EXPECT_EQ(listDirectory(disk / "tree"), Names{"mounted"});
+}
+
+}  // namespace
+}  // namespace quillet::util

@@ -1,0 +1,28 @@
+#include "util/Log.hpp"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace quillet::util {
+namespace {
+
+TEST(Log, HandsLinesToTheSinkWithoutTheirBreaks) {
+    std::vector<std::string> lines;
+    setLogSink([&](std::string_view line) { lines.emplace_back(line); });
+    log("Writing failed.\n\r");
+    log("two\nlines\r\n\n");
+    log("\n");
+    setLogSink({});
+    EXPECT_EQ(lines, (std::vector<std::string>{"Writing failed.", "two\nlines", ""}));
+}
+
+TEST(Log, WritesALineToStandardErrorWithoutASink) {
+    testing::internal::CaptureStderr();
+    log("Nothing to read.\n\r");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Nothing to read.\n");
+}
+
+}  // namespace
+}  // namespace quillet::util
