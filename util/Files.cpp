@@ -105,8 +105,9 @@ Status createDirectories(const std::string& path) {
         if (const Status made = createDirectories(above); !made.ok()) return made;
     }
     const Status made = statusOf(::mkdir(path.c_str(), 0777));
-    // Somebody else may have made it meanwhile.
-    return made.error() == EEXIST && isFolder(path) ? Status::success() : made;
+    if (made.error() != EEXIST) return made;
+    // Somebody else may have made it meanwhile; anything else that bears the name is in the way.
+    return isFolder(path) ? Status::success() : Status::failure(ENOTDIR);
 }
 
 FileDescriptor openForReading(const std::string& path, int flags) {
