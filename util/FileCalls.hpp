@@ -23,13 +23,15 @@ auto retried(Call call) {
     return result;
 }
 
-/// Opens for reading, without waiting for the other end of a FIFO. `flags` are added.
+/// Opens for reading, without waiting for the other end of a FIFO; `flags` are added. Not open on failure, with errno
+/// set.
 FileDescriptor openForReading(const std::string& path, int flags = 0);
 /// Success for a regular file, else why it cannot be read as one.
 Status regularFileStatus(const struct stat& facts);
 
-/// Makes an empty file of the caller's own; EEXIST where the name is taken.
-Status createFile(const std::string& path, mode_t mode, FileDescriptor& file);
+/// Makes an empty file of the caller's own, open for writing. Not open on failure, with errno set: EEXIST where the
+/// name is taken.
+FileDescriptor createFile(const std::string& path, mode_t mode);
 /// A name beside `path` that no other call of this process, and no other process, gives out. It is hidden, so that what
 /// watches the folder passes over it.
 std::string workingPathBeside(const std::string& path);

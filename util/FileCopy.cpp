@@ -73,8 +73,8 @@ Status copyFile(const std::string& from, const std::string& to, bool (*stop)()) 
     if (!source.isOpen() || ::fstat(source.number(), &facts) != 0) return Status::failure(errno);
     if (const Status regular = regularFileStatus(facts); !regular.ok()) return regular;
 
-    FileDescriptor target;
-    if (const Status created = createFile(to, 0600, target); !created.ok()) return created;
+    FileDescriptor target = createFile(to, 0600);
+    if (!target.isOpen()) return Status::failure(errno);
     Status done = copyWholeFile(source.number(), target.number(), facts, to, stop);
     if (const Status closed = target.close(); done.ok()) done = closed;
     if (!done.ok()) ::unlink(to.c_str());

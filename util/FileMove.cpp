@@ -94,8 +94,8 @@ Status copyRegularFile(const std::string& from, const std::string& to) {
     struct stat facts;
     if (!source.isOpen() || ::fstat(source.number(), &facts) != 0) return Status::failure(errno);
     if (const Status regular = regularFileStatus(facts); !regular.ok()) return regular;
-    FileDescriptor target;
-    if (const Status created = createFile(to, 0600, target); !created.ok()) return created;
+    FileDescriptor target = createFile(to, 0600);
+    if (!target.isOpen()) return Status::failure(errno);
     if (const Status copied = copyContent(source.number(), target.number(), nullptr); !copied.ok()) return copied;
     // Somebody is still writing: what comes after this would go with the source.
     if (hasChanged(source, facts)) return Status::failure(EBUSY);

@@ -120,11 +120,9 @@ Status regularFileStatus(const struct stat& facts) {
     return Status::failure(S_ISDIR(facts.st_mode) ? EISDIR : ENOTSUP);
 }
 
-Status createFile(const std::string& path, mode_t mode, FileDescriptor& file) {
-    const int number =
-        retried([&] { return ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode); });
-    file = FileDescriptor(number);
-    return statusOf(number);
+FileDescriptor createFile(const std::string& path, mode_t mode) {
+    return FileDescriptor(
+        retried([&] { return ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode); }));
 }
 
 std::string workingPathBeside(const std::string& path) {
@@ -183,8 +181,8 @@ Status writeAll(int descriptor, Bytes bytes) {
 
 Status writeFileAtomically(const std::string& path, Bytes bytes, Durability durability) {
     const std::string working = workingPathBeside(path);
-    FileDescriptor file;
-    if (const Status created = createFile(working, 0666, file); !created.ok()) return created;
+    FileDescriptor file = createFile(working, 0666);
+    if (!file.isOpen()) return Status::failure(errno);
 
     struct stat old;
     if (::lstat(path.c_str(), &old) == 0 && S_ISREG(old.st_mode)) {

@@ -64,7 +64,8 @@ constexpr Lead leadFromByte(std::uint8_t byte) {
 
 /// Takes the next character, or one maximal ill-formed part, which is nullopt. The reader must not be at its end.
 std::optional<char32_t> takeUTF8(ByteReader& reader) {
-    const std::uint8_t first = *reader.u8();
+    const std::uint8_t first = reader.rest().front();
+    reader.skip(1);
     if (first < 0x80) return first;
     const Lead lead = leadFromByte(first);
     if (lead.following == 0) return std::nullopt;

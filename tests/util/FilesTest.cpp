@@ -55,8 +55,8 @@ TEST(Files, MakeFoldersThatAreMissing) {
     ASSERT_EQ(symlink("a", (folder / "link").c_str()), 0);
     EXPECT_TRUE(createDirectories(folder / "link").ok());
     folder.write("file", "");
-    EXPECT_EQ(createDirectories(folder / "file").error(), EEXIST);
-    EXPECT_EQ(createDirectories(folder / "file/x").error(), EEXIST);
+    EXPECT_EQ(createDirectories(folder / "file").error(), ENOTDIR);
+    EXPECT_EQ(createDirectories(folder / "file/x").error(), ENOTDIR);
     EXPECT_EQ(createDirectories("").error(), ENOENT);
 }
 
