@@ -2,7 +2,7 @@
 
 #include <sys/stat.h>
 
-#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <charconv>
 #include <cstdio>
@@ -174,10 +174,12 @@ void QLSyncHelper::writeDatabase() {
 }
 
 std::string QLSyncHelper::randomFilename() {
+    // All draws at once, since each may be a system call of its own.
+    std::array<std::uint32_t, kFileNameLength> draws = {};
+    arc4random_buf(draws.data(), sizeof draws);
     std::string name;
     name.reserve(kFileNameLength);
-    for (std::size_t i = 0; i < kFileNameLength; ++i)
-        name += kFileNameAlphabet[arc4random() % kFileNameAlphabet.size()];
+    for (const std::uint32_t draw : draws) name += kFileNameAlphabet[draw % kFileNameAlphabet.size()];
     return name;
 }
 
