@@ -69,7 +69,8 @@ TEST(Data, InflatesNoPrefixAndNoOtherFormat) {
     }
     EXPECT_FALSE(fromHex(kRaw).inflate());
     EXPECT_FALSE(fromHex(kGzip).inflate());
-    EXPECT_FALSE(dataOf("x").inflate());  // the growth step of one byte is 0
+    EXPECT_FALSE(fromHex("78bb00000001").inflate());  // asks for a dictionary
+    EXPECT_FALSE(dataOf("x").inflate());              // the growth step of one byte is 0
 }
 
 TEST(Data, AnswersItselfWhenEmpty) {

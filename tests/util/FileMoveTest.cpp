@@ -5,7 +5,9 @@
 #include <sys/xattr.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
+#include <thread>
 
 #include "tests/TemporaryFolder.hpp"
 #include "util/FileCalls.hpp"
@@ -157,7 +159,40 @@ TEST_P(FileMove, GoesOverNothing) {
     EXPECT_EQ(portraitOf(from), sourceBefore);
 }
 
-INSTANTIATE_TEST_SUITE_P(Ways, FileMove, testing::ValuesIn(kWays), [](const auto& way) { return way.param.name; });
+class FileMoveByCopy : public FileMove {};
+
+TEST_P(FileMoveByCopy, LeavesAFileThatSomebodyWrites) {
+    std::ofstream(from + "/file");
+    ASSERT_EQ(truncate((from + "/file").c_str(), 64 << 20), 0);
+    std::atomic<int> writes = 0;
+    const std::jthread writer([&](const std::stop_token& stop) {
+        std::fstream file(from + "/file");
+        for (; !stop.stop_requested(); ++writes) file.seekp(0).put('x').flush();
+    });
+    while (writes == 0) std::this_thread::yield();
+    EXPECT_EQ(moveItem(from + "/file", to + "/file").error(), EBUSY);
+    EXPECT_EQ(listDirectory(to), Names{});
+    EXPECT_EQ(factsOf(from + "/file")->size, std::uint64_t{64} << 20);
+}
+
+class FileCopy : public FileMove {};
+
+TEST_P(FileCopy, AsksBetweenChunksWhetherToStop) {
+    std::ofstream(from + "/file");
+    ASSERT_EQ(truncate((from + "/file").c_str(), 40 << 20), 0);
+    static int asked;
+    asked = 0;
+    EXPECT_EQ(copyFile(from + "/file", to + "/file", [] { return ++asked == 3; }).error(), EINTR);
+    EXPECT_EQ(asked, 3);
+    EXPECT_EQ(listDirectory(to), Names{});
+    EXPECT_TRUE(copyFile(from + "/file", to + "/file", [] { return ++asked < 0; }).ok());
+    EXPECT_GE(asked, 3 + 40 / 8);
+}
+
+const auto nameOf = [](const auto& way) { return way.param.name; };
+INSTANTIATE_TEST_SUITE_P(Ways, FileMove, testing::ValuesIn(kWays), nameOf);
+INSTANTIATE_TEST_SUITE_P(Ways, FileMoveByCopy, testing::Values(kWays[2]), nameOf);
+INSTANTIATE_TEST_SUITE_P(Ways, FileCopy, testing::Values(kWays[0], kWays[2]), nameOf);
 
 TEST(FileMoveFailure, LeavesTheSourceWholeAndNothingElseOnAFullDisk) {
     const SmallFileSystem small;

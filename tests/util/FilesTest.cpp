@@ -136,19 +136,5 @@ TEST(Files, CopyNothingThatIsNoRegularFileAndOverNothing) {
     EXPECT_EQ(listDirectory(folder.path()), (Names{"fifo", "from", "link", "old"}));
 }
 
-TEST(Files, AskBetweenChunksWhetherToStopACopy) {
-    const TemporaryFolder folder;
-    const std::string from = folder.write("from", "");
-    ASSERT_EQ(truncate(from.c_str(), 40 << 20), 0);
-    static int asked;
-    asked = 0;
-    EXPECT_TRUE(copyFile(from, folder / "whole", [] { return ++asked < 0; }).ok());
-    EXPECT_GE(asked, 40 / 8);
-    asked = 0;
-    EXPECT_EQ(copyFile(from, folder / "part", [] { return ++asked == 3; }).error(), EINTR);
-    EXPECT_EQ(asked, 3);
-    EXPECT_EQ(listDirectory(folder.path()), (Names{"from", "whole"}));
-}
-
 }  // namespace
 }  // namespace quillet::util

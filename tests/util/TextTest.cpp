@@ -73,6 +73,7 @@ const Decoding kBigEndianUTF16[] = {
     {"\xd8\x3c\0A"sv, FFFD "A"},
     {"\xd8\x3c\xd8\x3c\xdf\xb5", FFFD "\xf0\x9f\x8e\xb5"},
     {"\xdf\xb5\xd8\x3c", FFFD FFFD},
+    {"\xdf\xb5\xdf\xb5", FFFD FFFD},
 };
 
 TEST(Text, DecodesUTF16) {
