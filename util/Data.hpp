@@ -12,8 +12,8 @@
 
 namespace quillet::util {
 
-/// Immutable bytes with shared ownership. A copy and a slice share the storage, which lives as long as any of them; safe
-/// to share between threads.
+/// Immutable bytes with shared ownership. A copy and a slice share the storage, which lives as long as any of them;
+/// safe to share between threads.
 class Data {
   public:
     Data() = default;
@@ -33,8 +33,8 @@ class Data {
     /// -inflate  Decompresses zlib-wrapped bytes (RFC 1950). Empty data answers itself; nullopt where the bytes are
     /// truncated, corrupt or not zlib-wrapped.
     std::optional<Data> inflate() const;
-    /// -deflate  Compresses to zlib-wrapped bytes at level 1, the fastest. Empty data answers itself; nullopt where zlib
-    /// cannot start.
+    /// -deflate  Compresses to zlib-wrapped bytes at level 1, the fastest. Empty data answers itself; nullopt where
+    /// zlib cannot start.
     std::optional<Data> deflate() const;
     /// -MD5  The digest as 32 lower-case hexadecimal digits (RFC 1321).
     std::string MD5() const;

@@ -63,8 +63,8 @@ bool fileExists(const std::string& path);
 /// Of the entry itself (a symbolic link is not followed); nullopt where there is none or it cannot be asked.
 std::optional<FileFacts> factsOf(const std::string& path);
 
-/// The names in a folder but "." and "..", sorted by their bytes as the device's file system lists them. Nullopt where the
-/// folder cannot be read to its end.
+/// The names in a folder but "." and "..", sorted by their bytes as the device's file system lists them. Nullopt where
+/// the folder cannot be read to its end.
 std::optional<std::vector<std::string>> listDirectory(const std::string& path);
 /// Makes the folder and those above it; success where it stands already.
 Status createDirectories(const std::string& path);
@@ -75,19 +75,19 @@ std::optional<Data> readFile(const std::string& path);
 Status writeAll(int descriptor, Bytes bytes);
 /// Whether a written file must outlive a crash of the machine, not only of the process.
 enum class Durability { synced, unsynced };
-/// Writes beside `path` under a name of its own, syncs if asked to, and renames into place. On failure what was at `path`
-/// is untouched and the working file is gone.
+/// Writes beside `path` under a name of its own, syncs if asked to, and renames into place. On failure what was at
+/// `path` is untouched and the working file is gone.
 Status writeFileAtomically(const std::string& path, Bytes bytes, Durability durability = Durability::synced);
 
-/// Moves a file, link or folder to a name that is free: never over an existing entry (EEXIST). Within a file system it is
-/// one rename. Across file systems a regular file, link or folder is copied beside the target with mode, times and
+/// Moves a file, link or folder to a name that is free: never over an existing entry (EEXIST). Within a file system it
+/// is one rename. Across file systems a regular file, link or folder is copied beside the target with mode, times and
 /// extended attributes, synced, given its name, and only then is the source removed; on failure the source is whole and
 /// nothing is left at the target. Only a copied folder can fail later, where something came into it meanwhile or cannot
 /// be removed: the target is then whole, and what could not be removed stays at the source.
 Status moveItem(const std::string& from, const std::string& to);
-/// Copies a regular file's bytes, mode and times to a name that is free (EEXIST). The kernel shares or copies the blocks
-/// where it can. Not synced. On failure nothing is left at the target. `stop`, where given, is asked between chunks;
-/// answering true ends the copy with EINTR.
+/// Copies a regular file's bytes, mode and times to a name that is free (EEXIST). The kernel shares or copies the
+/// blocks where it can. Not synced. On failure nothing is left at the target. `stop`, where given, is asked between
+/// chunks; answering true ends the copy with EINTR.
 Status copyFile(const std::string& from, const std::string& to, bool (*stop)() = nullptr);
 
 }  // namespace quillet::util
