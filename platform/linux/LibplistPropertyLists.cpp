@@ -31,6 +31,7 @@ struct MemoryFreer {
 using Memory = std::unique_ptr<char, MemoryFreer>;
 
 constexpr std::string_view kBinaryHead = "bplist00";
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 struct Form {
     Memory memory;
@@ -110,7 +111,7 @@ class Builder {
         }
         if (const auto* date = value.date()) {
             // Whole seconds of the years 1 to 9999 have an XML form.
-            if (!(date->seconds >= -63114076800.0 && date->seconds < 252455616000.0) ||
+            if (!(date->seconds >= -63114076800.0 && date->seconds < 252423993600.0) ||
                 date->seconds != std::floor(date->seconds) || std::signbit(date->seconds) != (date->seconds < 0))
                 xmlKeepsAll_ = false;
             return dateNode(date->seconds);
@@ -151,8 +152,8 @@ class Builder {
         bool plain = true;
         for (const char character : text) {
             const auto byte = static_cast<unsigned char>(character);
-            if (byte < 0x20 && byte != '\t' && byte != '\n')
-                xmlKeepsAll_ = false;  // a reader of XML makes CR a line feed
+            // A NUL is replaced below. A reader of XML makes a carriage return a line feed.
+            if (byte < 0x20 && byte != '\0' && byte != '\t' && byte != '\n') xmlKeepsAll_ = false;
             if (byte == 0 || byte >= 0x80) plain = false;
         }
         if (plain) return text;
@@ -190,8 +191,7 @@ std::optional<util::PropertyArray> arrayOf(plist_t node, int depth) {
     return array;
 }
 
-std::string textOf(const char* text) {
-    const std::string_view characters = text == nullptr ? "" : text;
+std::string textOf(std::string_view characters) {
     return util::isUTF8(characters) ? std::string(characters) : util::decodeUTF8(util::bytesOf(characters));
 }
 
@@ -208,14 +208,15 @@ std::optional<util::PropertyDictionary> dictionaryOf(plist_t node, int depth) {
         if (child == nullptr) break;
         auto value = valueOf(child, depth + 1);
         if (!value) return std::nullopt;
-        dictionary.insert_or_assign(dictionary.end(), textOf(key), *std::move(value));
+        dictionary.insert_or_assign(dictionary.end(), textOf(key == nullptr ? "" : key), *std::move(value));
     }
     return dictionary;
 }
 
 std::optional<util::PropertyValue> valueOf(plist_t node, int depth) {
-    if (depth > kDeepestPropertyList) return std::nullopt;
-    switch (plist_get_node_type(node)) {
+    const plist_type type = plist_get_node_type(node);
+    if ((type == PLIST_ARRAY || type == PLIST_DICT) && depth >= kDeepestPropertyList) return std::nullopt;
+    switch (type) {
         case PLIST_BOOLEAN: {
             std::uint8_t value = 0;
             plist_get_bool_val(node, &value);
@@ -228,8 +229,11 @@ std::optional<util::PropertyValue> valueOf(plist_t node, int depth) {
             plist_get_real_val(node, &value);
             return util::PropertyValue(value);
         }
-        case PLIST_STRING:
-            return util::PropertyValue(textOf(plist_get_string_ptr(node, nullptr)));
+        case PLIST_STRING: {
+            std::uint64_t size = 0;
+            const char* text = plist_get_string_ptr(node, &size);
+            return util::PropertyValue(textOf({text == nullptr ? "" : text, text == nullptr ? 0 : size}));
+        }
         case PLIST_DATE: {
             const auto seconds = secondsOf(node);
             if (!seconds) return std::nullopt;
@@ -250,8 +254,9 @@ std::optional<util::PropertyValue> valueOf(plist_t node, int depth) {
 }
 
 Node nodeOf(util::Bytes bytes) {
-    const std::string_view text = util::charactersOf(bytes);
+    std::string_view text = util::charactersOf(bytes);
     if (text.starts_with(kBinaryHead)) return isSoundBinaryPropertyList(bytes) ? nodeOf(text, plist_from_bin) : nullptr;
+    if (text.starts_with(kByteOrderMark)) text.remove_prefix(kByteOrderMark.size());  // libplist stumbles over it
     return isSoundXMLPropertyList(bytes) ? nodeOf(text, plist_from_xml) : nullptr;
 }
 

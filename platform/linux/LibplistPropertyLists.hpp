@@ -8,14 +8,18 @@
 
 namespace quillet {
 
-/// Property lists through libplist. Writes XML; writes the binary form where a text holds a character that XML 1.0
-/// cannot (a control character). Reads both. A file is always synced and renamed into place, asked for or not.
+/// Property lists through libplist 2.2. Writes XML; writes the binary form where XML cannot keep a value: text with
+/// control characters, -0.0, a date with a part of a second or beyond the years 1 to 9999. Reads both. Every value is
+/// read as it was written but for text: what is not UTF-8, and NUL, where libplist's texts end, become U+FFFD (two keys
+/// that differ in nothing else become one). A file is always synced and renamed into place, asked for or not.
 class LibplistPropertyLists : public PropertyLists {
   public:
     std::optional<util::PropertyDictionary> dictionaryWithContentsOfFile(const std::string& path) override;
     bool writeToFile(const util::PropertyDictionary& dictionary, const std::string& path, bool atomically) override;
 
-    /// The bytes of a property-list file, and back. Reading is bounded in depth; nullopt for what is not one.
+    /// The bytes of a property-list file, and back. Nullopt for what is not one, for arrays and dictionaries more than
+    /// kDeepestPropertyList deep, and for more than kLargestWholeFile bytes. Any bytes may be parsed: those that
+    /// libplist cannot be trusted with do not reach it.
     static std::optional<std::vector<std::uint8_t>> serialised(const util::PropertyValue& value);
     static std::optional<util::PropertyValue> parsed(util::Bytes bytes);
 };

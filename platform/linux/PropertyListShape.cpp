@@ -1,6 +1,7 @@
 #include "platform/linux/PropertyListShape.hpp"
 
 #include <algorithm>
+#include <charconv>
 #include <cstdint>
 #include <iterator>
 #include <optional>
@@ -43,6 +44,7 @@ class BinaryShape {
     struct Shape {
         std::uint64_t cost = 0;  ///< about the memory that a copy takes; 0 while it is not known
         int height = 0;
+        bool isKey = false;  ///< text without NUL: libplist ends the process at a key with one in it
     };
 
     static std::optional<std::uint64_t> unsignedOf(util::ByteReader& reader, std::size_t size) {
@@ -61,6 +63,12 @@ class BinaryShape {
         return unsignedOf(reader, std::size_t{1} << (*size & 0x0F));
     }
 
+    static bool hasNul(util::ByteReader reader, std::uint64_t length, std::size_t unit) {
+        for (std::uint64_t i = 0; i < length; ++i)
+            if (unsignedOf(reader, unit) == std::uint64_t{0}) return true;
+        return false;
+    }
+
     std::optional<util::ByteReader> objectAt(std::uint64_t object) const {
         if (object >= objectCount_) return std::nullopt;
         util::ByteReader table(offsets_);
@@ -69,12 +77,6 @@ class BinaryShape {
         const auto offset = unsignedOf(table, offsetSize_);
         if (!offset || *offset < 8 || *offset >= objects_.size() || !reader.skip(*offset)) return std::nullopt;
         return reader;
-    }
-
-    bool isText(std::uint64_t object) const {
-        auto reader = objectAt(object);
-        const auto marker = reader ? reader->u8() : std::nullopt;
-        return marker && ((*marker & 0xF0) == 0x50 || (*marker & 0xF0) == 0x60);
     }
 
     std::optional<Shape> shapeOf(std::uint64_t object, int depth) {
@@ -96,24 +98,25 @@ class BinaryShape {
         const std::uint8_t marker = reader.u8().value_or(0);
         switch (marker & 0xF0) {
             case 0x00:  // false and true
-                return marker == 0x08 || marker == 0x09 ? std::optional(Shape{kNodeCost, 0}) : std::nullopt;
+                return marker == 0x08 || marker == 0x09 ? std::optional(Shape{kNodeCost, 0, false}) : std::nullopt;
             case 0x10: {  // whole number; one of 16 bytes holds an unsigned one of 8
                 const std::size_t size = std::size_t{1} << (marker & 0x0F);
                 if (size > 16 || (size == 16 && reader.u64BigEndian() != std::uint64_t{0})) return std::nullopt;
-                return reader.skip(std::min<std::size_t>(size, 8)) ? std::optional(Shape{kNodeCost, 0}) : std::nullopt;
+                return reader.skip(std::min<std::size_t>(size, 8)) ? std::optional(Shape{kNodeCost, 0, false})
+                                                                   : std::nullopt;
             }
             case 0x20:  // real number
                 if (marker != 0x22 && marker != 0x23) return std::nullopt;
-                return reader.skip(marker == 0x22 ? 4 : 8) ? std::optional(Shape{kNodeCost, 0}) : std::nullopt;
+                return reader.skip(marker == 0x22 ? 4 : 8) ? std::optional(Shape{kNodeCost, 0, false}) : std::nullopt;
             case 0x30:  // date
-                return marker == 0x33 && reader.skip(8) ? std::optional(Shape{kNodeCost, 0}) : std::nullopt;
+                return marker == 0x33 && reader.skip(8) ? std::optional(Shape{kNodeCost, 0, false}) : std::nullopt;
             case 0x40:
             case 0x50:
             case 0x60: {  // data, ASCII, UTF-16
                 const auto length = lengthOf(reader, marker);
                 const std::uint64_t unit = (marker & 0xF0) == 0x60 ? 2 : 1;
                 if (!length || *length > reader.remaining() / unit) return std::nullopt;
-                return Shape{kNodeCost + *length * unit, 0};
+                return Shape{kNodeCost + *length * unit, 0, (marker & 0xF0) != 0x40 && !hasNul(reader, *length, unit)};
             }
             case 0xA0:
             case 0xD0: {  // array, dictionary: all keys, then all values
@@ -122,12 +125,12 @@ class BinaryShape {
                 const bool dictionary = (marker & 0xF0) == 0xD0;
                 if (!length || *length > reader.remaining() / referenceSize_ / (dictionary ? 2 : 1))
                     return std::nullopt;
-                Shape shape{kNodeCost, 1};
+                Shape shape{kNodeCost, 1, false};
                 for (std::uint64_t i = 0; i < *length * (dictionary ? 2 : 1); ++i) {
                     const auto object = unsignedOf(reader, referenceSize_);
-                    if (!object || (dictionary && i < *length && !isText(*object))) return std::nullopt;
+                    if (!object) return std::nullopt;
                     const auto child = shapeOf(*object, depth + 1);
-                    if (!child) return std::nullopt;
+                    if (!child || (dictionary && i < *length && !child->isKey)) return std::nullopt;
                     shape.cost += child->cost;  // of at most 2^31 children with at most 2^37 each
                     shape.height = std::max(shape.height, child->height + 1);
                 }
@@ -159,6 +162,7 @@ class XMLShape {
     bool isSound() {
         while (true) {
             const std::size_t tag = rest_.find('<');
+            if (!isSoundText(rest_.substr(0, tag))) return false;
             if (tag == std::string_view::npos) return open_.empty();
             rest_.remove_prefix(tag + 1);
             if (!(rest_.starts_with('!') || rest_.starts_with('?') ? passDeclaration() : passTag())) return false;
@@ -181,12 +185,31 @@ class XMLShape {
         return true;
     }
 
+    /// No NUL, neither as it is nor as a character reference: libplist ends the process at a key with one in it.
+    static bool isSoundText(std::string_view text) {
+        if (text.find('\0') != std::string_view::npos) return false;
+        for (std::size_t start = text.find("&#"); start != std::string_view::npos; start = text.find("&#", start + 2)) {
+            const bool hexadecimal = text.substr(start + 2).starts_with('x');
+            const std::string_view digits = text.substr(start + (hexadecimal ? 3 : 2));
+            std::uint32_t character = 0;
+            const char* end = digits.data() + digits.size();
+            const auto [stop, error] = std::from_chars(digits.data(), end, character, hexadecimal ? 16 : 10);
+            if (error != std::errc() || stop == end || *stop != ';' || character == 0 || character > 0x10FFFF)
+                return false;
+        }
+        return true;
+    }
+
     bool passDeclaration() {
         if (skip("!--")) {
             const auto comment = takeUntil("--");  // XML 1.0 section 2.5: "--" stands at the end alone
-            return comment && skip(">");
+            // One that begins with ">" is where programs differ about its end.
+            return comment && !comment->starts_with('>') && !comment->starts_with("->") && skip(">");
         }
-        if (skip("![CDATA[")) return takeUntil("]]>").has_value();
+        if (skip("![CDATA[")) {
+            const auto text = takeUntil("]]>");
+            return text && text->find('\0') == std::string_view::npos;
+        }
         if (skip("?")) {
             const auto instruction = takeUntil("?>");
             return instruction && !instruction->empty();
@@ -210,10 +233,11 @@ class XMLShape {
         const bool empty = tag->ends_with('/');
         if (empty) tag->remove_suffix(1);
         const std::string_view name = tag->substr(0, tag->find_first_of(" \t\r\n"));
-        if (!isOneOf(name, kContainers) && !isOneOf(name, kLeaves)) return false;
-        if (!open_.empty() && isOneOf(open_.back(), kLeaves)) return false;
-        if (open_.size() > kDeepestPropertyList + 1) return false;  // <plist> and a value that is no container besides
+        const bool container = isOneOf(name, kContainers);
+        if (!container && !isOneOf(name, kLeaves)) return false;
+        if (container && open_.size() > kDeepestPropertyList) return false;  // <plist> counts as well
         if (name == "plist" && !open_.empty()) return false;
+        if (!open_.empty() && isOneOf(open_.back(), kLeaves)) return false;
         if (!empty) open_.push_back(name);
         return true;
     }

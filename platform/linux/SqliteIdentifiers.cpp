@@ -7,7 +7,7 @@ namespace quillet {
 namespace {
 
 // A long group reserves ever larger blocks, since each costs a write that waits for the disk.
-constexpr std::uint64_t kSmallestBlock = 1024;
+constexpr std::uint64_t kSmallestBlock = 2048;
 constexpr std::uint64_t kLargestBlock = 65536;
 
 // SQLite counts identifiers in 63 bits; nobody lives to see the end of them.

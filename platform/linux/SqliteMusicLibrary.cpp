@@ -18,8 +18,8 @@ namespace {
 using std::chrono::steady_clock;
 
 // A transaction of a group ends when it holds so much or is so old: what a killed process loses, and how long another
-// one waits to write.
-constexpr int kWritesPerTransaction = 500;
+// one waits to write. A track and its origin are two writes.
+constexpr int kWritesPerTransaction = 1600;
 constexpr auto kTransactionTime = std::chrono::milliseconds(250);
 
 constexpr std::uint32_t kNotImported = 1;
@@ -86,21 +86,26 @@ void SqliteMusicLibrary::Body::afterFailure(const std::string& reason) {
 std::uint64_t SqliteMusicLibrary::Body::importTrack(const TrackImport& track) {
     if (!enabled) throw LibraryError("importing is not enabled");
     if (grouped) return importInGroup(track);
+    const TrackRows rows = SqliteTrackWriter::rowsOf(paths, track);
     writer.forget();
     SqliteTransaction one(*database);
     const std::uint64_t identifier = identifiers.giveOne();
-    writer.insert(identifier, track);
+    writer.insertExtra(identifier, rows);
+    writer.insertItem(identifier, rows);
     one.commit();
     return identifier;
 }
 
 std::uint64_t SqliteMusicLibrary::Body::importInGroup(const TrackImport& track) {
+    const TrackRows rows = SqliteTrackWriter::rowsOf(paths, track);
     openTransaction();
     const std::uint64_t identifier = identifiers.next();
-    {
-        SqliteTransaction one(*database);
-        writer.insert(identifier, track);
-        one.commit();
+    writer.insertExtra(identifier, rows);
+    try {
+        writer.insertItem(identifier, rows);
+    } catch (const std::exception& error) {
+        loseTransaction(reasonOf(error));  // the database fails; what is written of the track cannot stay
+        throw;
     }
     identifiers.used();
     wrote();
@@ -109,9 +114,7 @@ std::uint64_t SqliteMusicLibrary::Body::importInGroup(const TrackImport& track) 
 
 void SqliteMusicLibrary::Body::noteOrigin(const std::string& assetName, const TrackOrigin& origin) {
     if (grouped) openTransaction();
-    SqliteTransaction one(*database);
     writer.note(assetName, origin);
-    one.commit();
     if (grouped) wrote();
 }
 

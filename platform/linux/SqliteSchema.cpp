@@ -23,8 +23,19 @@ CREATE TABLE album        (album_pid        INTEGER PRIMARY KEY, album        AN
 CREATE TABLE album_artist (album_artist_pid INTEGER PRIMARY KEY, album_artist ANY NOT NULL UNIQUE) STRICT;
 CREATE TABLE artwork (artwork_pid INTEGER PRIMARY KEY, md5 TEXT NOT NULL UNIQUE, data BLOB NOT NULL) STRICT;
 
-CREATE TABLE item (
+-- The row that can be refused comes first: the rest of a track then fails only where the database itself does.
+CREATE TABLE item_extra (
     item_pid INTEGER PRIMARY KEY,
+    asset_path ANY NOT NULL UNIQUE,
+    title ANY,
+    total_time_ms ANY,
+    track_count ANY,
+    disc_count ANY,
+    year ANY
+) STRICT;
+
+CREATE TABLE item (
+    item_pid INTEGER PRIMARY KEY REFERENCES item_extra ON DELETE CASCADE,
     media_type INTEGER NOT NULL,
     track_number ANY,
     disc_number ANY,
@@ -33,20 +44,10 @@ CREATE TABLE item (
     album_artist_pid INTEGER REFERENCES album_artist,
     artwork_pid INTEGER REFERENCES artwork
 ) STRICT;
-CREATE INDEX item_by_item_artist ON item (item_artist_pid);
-CREATE INDEX item_by_album ON item (album_pid);
-CREATE INDEX item_by_album_artist ON item (album_artist_pid);
-CREATE INDEX item_by_artwork ON item (artwork_pid);
-
-CREATE TABLE item_extra (
-    item_pid INTEGER PRIMARY KEY REFERENCES item ON DELETE CASCADE,
-    asset_path ANY NOT NULL UNIQUE,
-    title ANY,
-    total_time_ms ANY,
-    track_count ANY,
-    disc_count ANY,
-    year ANY
-) STRICT;
+CREATE INDEX item_by_item_artist ON item (item_artist_pid) WHERE item_artist_pid IS NOT NULL;
+CREATE INDEX item_by_album ON item (album_pid) WHERE album_pid IS NOT NULL;
+CREATE INDEX item_by_album_artist ON item (album_artist_pid) WHERE album_artist_pid IS NOT NULL;
+CREATE INDEX item_by_artwork ON item (artwork_pid) WHERE artwork_pid IS NOT NULL;
 
 CREATE TABLE item_property (
     item_pid INTEGER NOT NULL REFERENCES item ON DELETE CASCADE,
@@ -56,11 +57,11 @@ CREATE TABLE item_property (
 ) STRICT, WITHOUT ROWID;
 
 CREATE TABLE asset_origin (
-    asset_name ANY PRIMARY KEY NOT NULL,  -- as in item_extra.asset_path
-    device INTEGER NOT NULL,              -- both unsigned, kept in two's complement
+    asset_name ANY NOT NULL UNIQUE,  -- as in item_extra.asset_path
+    device INTEGER NOT NULL,         -- both unsigned, kept in two's complement
     inode INTEGER NOT NULL,
     file_name BLOB NOT NULL
-) STRICT, WITHOUT ROWID;
+) STRICT;
 CREATE INDEX asset_origin_by_inode ON asset_origin (inode, device);
 )";
 
@@ -135,7 +136,10 @@ std::unique_ptr<SqliteDatabase> openLibraryDatabase(const std::string& path, Sql
     if (empty) makeTables(*database);
     checkIsLibrary(*database);
     database->useWriteAheadLog();
-    database->execute("PRAGMA synchronous = NORMAL; PRAGMA foreign_keys = ON; PRAGMA cache_size = -16000; PRAGMA temp_store = MEMORY");
+    // A cache of 16 MB holds all that a group writes at random; the log goes over into the file every 16 MB.
+    database->execute(
+        "PRAGMA synchronous = NORMAL; PRAGMA foreign_keys = ON; PRAGMA cache_size = -16000; "
+        "PRAGMA wal_autocheckpoint = 4000");
     return database;
 }
 

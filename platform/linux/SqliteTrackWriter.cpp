@@ -2,10 +2,7 @@
 
 #include <fmt/format.h>
 
-#include <array>
-
 #include "platform/linux/SqliteEntityValues.hpp"
-#include "util/Narrow.hpp"
 
 namespace quillet {
 
@@ -38,26 +35,39 @@ constexpr int kItemFirstCount = 6;
 constexpr std::string_view kExtraFirst = "item_pid, asset_path";
 constexpr int kExtraFirstCount = 2;
 
+// A row of SQLite's holds a thousand million bytes; this leaves room for its own.
+constexpr std::size_t kLargestTrack = 900'000'000;
+
+using Columns = std::array<const util::PropertyValue*, kEntityPropertyCount>;
+
 void bindColumns(SqliteStatement& statement, int after, const std::vector<std::size_t>& properties,
-                 const util::PropertyValue* const* values) {
+                 const Columns& columns) {
     for (const std::size_t property : properties) {
         ++after;
-        if (values[property] == nullptr)
+        if (columns[property] == nullptr)
             statement.bindNull(after);
         else
-            bindValue(statement, after, *values[property]);
+            bindValue(statement, after, *columns[property]);
     }
+}
+
+void bindShared(SqliteStatement& statement, int parameter, SqliteSharedRows& rows, const util::PropertyValue* value) {
+    if (value == nullptr)
+        statement.bindNull(parameter);
+    else
+        statement.bind(parameter, rows.rowOf(*value));
 }
 
 }  // namespace
 
-SqliteTrackWriter::SqliteTrackWriter(SqliteDatabase& database, const DevicePaths& paths)
-    : paths_(paths),
-      item_(database, insertion("item", kItemFirst, itemColumns())),
+SqliteTrackWriter::SqliteTrackWriter(SqliteDatabase& database)
+    : item_(database, insertion("item", kItemFirst, itemColumns())),
       extra_(database, insertion("item_extra", kExtraFirst, extraColumns())),
       property_(database, "INSERT INTO item_property (item_pid, name, value) VALUES (?1, ?2, ?3)"),
       origin_(database,
-              "INSERT OR REPLACE INTO asset_origin (asset_name, device, inode, file_name) VALUES (?1, ?2, ?3, ?4)"),
+              "INSERT INTO asset_origin (asset_name, device, inode, file_name) VALUES (?1, ?2, ?3, ?4) "
+              "ON CONFLICT (asset_name) DO UPDATE "
+              "SET device = excluded.device, inode = excluded.inode, file_name = excluded.file_name"),
       itemArtists_(database, "item_artist"),
       albums_(database, "album"),
       albumArtists_(database, "album_artist"),
@@ -70,58 +80,38 @@ void SqliteTrackWriter::forget() noexcept {
     images_.forget();
 }
 
-void SqliteTrackWriter::insert(std::uint64_t persistentID, const TrackImport& track) {
-    const auto item = util::narrow<std::int64_t>(persistentID);
-    if (!item) throw LibraryError("the library has no identifiers left");
-    std::array<const util::PropertyValue*, kEntityPropertyCount> values{};
-    bool allInColumns = true;
-    for (const auto& [name, value] : track.values) {
-        const auto property = entityProperty(name);
-        if (property && columnKeeps(value))
-            values[*property] = &value;
-        else
-            allInColumns = false;
-    }
-    insertItem(*item, track, values.data());
-    insertExtra(*item, track, values.data());
-    if (allInColumns) return;
-    for (const auto& [name, value] : track.values)
-        if (!entityProperty(name) || !columnKeeps(value)) insertProperty(*item, name, value);
-}
-
-void SqliteTrackWriter::insertItem(std::int64_t item, const TrackImport& track,
-                                   const util::PropertyValue* const* values) {
-    struct Shared {
-        std::string_view key;
-        SqliteSharedRows& rows;
-    };
-    item_.bind(1, item).bind(2, std::int64_t{track.mediaType});
-    int parameter = 2;
-    for (const Shared& shared : {Shared{"item_artist.item_artist", itemArtists_}, Shared{"album.album", albums_},
-                                 Shared{"album_artist.album_artist", albumArtists_}}) {
-        ++parameter;
-        const util::PropertyValue* value = values[*entityProperty(shared.key)];
-        if (value == nullptr)
-            item_.bindNull(parameter);
-        else
-            item_.bind(parameter, shared.rows.rowOf(*value));
-    }
-    ++parameter;
-    if (track.artworkData && !track.artworkData->empty())
-        item_.bind(parameter, images_.rowOf(*track.artworkData));
-    else
-        item_.bindNull(parameter);
-    bindColumns(item_, kItemFirstCount, itemColumns(), values);
-    item_.run();
-}
-
-void SqliteTrackWriter::insertExtra(std::int64_t item, const TrackImport& track,
-                                    const util::PropertyValue* const* values) {
-    const auto path = storedAssetPath(paths_, track.assetFilePath);
+TrackRows SqliteTrackWriter::rowsOf(const DevicePaths& paths, const TrackImport& track) {
+    TrackRows rows;
+    const auto path = storedAssetPath(paths, track.assetFilePath);
     if (!path) throw LibraryError("it does not lie under the library's root");
-    extra_.bind(1, item);
-    bindAssetPath(extra_, 2, *path);
-    bindColumns(extra_, kExtraFirstCount, extraColumns(), values);
+    rows.assetPath = *path;
+    rows.mediaType = track.mediaType;
+    if (track.artworkData && !track.artworkData->empty()) rows.artwork = &*track.artworkData;
+    std::size_t size = path->size() + (rows.artwork == nullptr ? 0 : rows.artwork->size());
+    for (const auto& [name, value] : track.values) {
+        if (const std::string* text = value.text()) size += text->size();
+        const auto property = entityProperty(name);
+        if (property && columnKeeps(value)) {
+            rows.columns[*property] = &value;
+            continue;
+        }
+        TrackRows::Property& other = rows.properties.emplace_back(TrackRows::Property{name, &value, {}});
+        if (!columnKeeps(value)) {
+            auto encoded = encodedValue(value);
+            if (!encoded) throw LibraryError(fmt::format("its property {} is nested too deeply or too large", name));
+            other.value = nullptr;
+            other.encoded = *std::move(encoded);
+        }
+        size += name.size() + other.encoded.size();
+    }
+    if (size > kLargestTrack) throw LibraryError("it is too large");
+    return rows;
+}
+
+void SqliteTrackWriter::insertExtra(std::uint64_t persistentID, const TrackRows& rows) {
+    extra_.bind(1, static_cast<std::int64_t>(persistentID));
+    bindAssetPath(extra_, 2, rows.assetPath);
+    bindColumns(extra_, kExtraFirstCount, extraColumns(), rows.columns);
     try {
         extra_.run();
     } catch (const SqliteError& error) {
@@ -130,16 +120,29 @@ void SqliteTrackWriter::insertExtra(std::int64_t item, const TrackImport& track,
     }
 }
 
-void SqliteTrackWriter::insertProperty(std::int64_t item, std::string_view name, const util::PropertyValue& value) {
-    property_.bind(1, item).bind(2, name);
-    if (columnKeeps(value)) {
-        bindValue(property_, 3, value);
+void SqliteTrackWriter::insertItem(std::uint64_t persistentID, const TrackRows& rows) {
+    static const std::size_t itemArtist = *entityProperty("item_artist.item_artist");
+    static const std::size_t album = *entityProperty("album.album");
+    static const std::size_t albumArtist = *entityProperty("album_artist.album_artist");
+    const auto item = static_cast<std::int64_t>(persistentID);
+    item_.bind(1, item).bind(2, std::int64_t{rows.mediaType});
+    bindShared(item_, 3, itemArtists_, rows.columns[itemArtist]);
+    bindShared(item_, 4, albums_, rows.columns[album]);
+    bindShared(item_, 5, albumArtists_, rows.columns[albumArtist]);
+    if (rows.artwork == nullptr)
+        item_.bindNull(6);
+    else
+        item_.bind(6, images_.rowOf(*rows.artwork));
+    bindColumns(item_, kItemFirstCount, itemColumns(), rows.columns);
+    item_.run();
+    for (const TrackRows::Property& property : rows.properties) {
+        property_.bind(1, item).bind(2, property.name);
+        if (property.value != nullptr)
+            bindValue(property_, 3, *property.value);
+        else
+            property_.bind(3, util::Bytes(property.encoded));
         property_.run();
-        return;
     }
-    const auto bytes = encodedValue(value);
-    if (!bytes) throw LibraryError(fmt::format("its property {} is nested too deeply", name));
-    property_.bind(3, util::Bytes(*bytes)).run();
 }
 
 void SqliteTrackWriter::note(std::string_view assetName, const TrackOrigin& origin) {

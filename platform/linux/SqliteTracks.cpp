@@ -43,7 +43,7 @@ SqliteMusicLibrary::Body::Body(const DevicePaths& devicePaths, Mode mode, std::c
     : paths(devicePaths),
       database(openLibraryDatabase(paths.at(kDatabase), mode, busyLimit)),
       identifiers(*database),
-      writer(*database, paths),
+      writer(*database),
       selectAll(*database, trackSelection("")),
       selectOne(*database, trackSelection("WHERE item.item_pid = ?1")),
       selectProperties(*database, "SELECT name, value FROM item_property WHERE item_pid = ?1"),
@@ -56,7 +56,7 @@ SqliteMusicLibrary::Body::Body(const DevicePaths& devicePaths, Mode mode, std::c
       selectReferences(*database,
                        "SELECT asset_path, item_artist_pid, album_pid, album_artist_pid, artwork_pid "
                        "FROM item JOIN item_extra USING (item_pid) WHERE item_pid = ?1"),
-      deleteItem(*database, "DELETE FROM item WHERE item_pid = ?1"),
+      deleteItem(*database, "DELETE FROM item_extra WHERE item_pid = ?1"),
       deleteOrigin(*database, "DELETE FROM asset_origin WHERE asset_name = ?1"),
       deleteItemArtist(*database, unusedDeletion("item_artist")),
       deleteAlbum(*database, unusedDeletion("album")),
