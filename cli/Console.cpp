@@ -100,19 +100,22 @@ std::string Console::coloured(Colour colour, std::string_view text) const {
 }
 
 std::string shown(std::string_view bytes) {
+    const std::string decoded = util::decodeUTF8(util::bytesOf(bytes));
     std::string text;
-    for (const char character : util::decodeUTF8(util::bytesOf(bytes))) {
+    for (std::size_t i = 0; i < decoded.size(); ++i) {
+        const char character = decoded[i];
         const auto value = static_cast<unsigned char>(character);
-        if (character == '\n')
-            text += "\\n";
-        else if (character == '\r')
-            text += "\\r";
-        else if (character == '\t')
-            text += "\\t";
-        else if (value < 0x20 || value == 0x7F)
-            text += fmt::format("\\x{:02x}", value);
-        else
+        const auto next = static_cast<unsigned char>(i + 1 < decoded.size() ? decoded[i + 1] : '\0');
+        if (value == 0xC2 && next < 0xA0) {  // U+0080 to U+009F
+            text += fmt::format("\\x{:02x}", next);
+            ++i;
+        } else if (value < 0x20 || value == 0x7F) {
+            const std::string_view kShort = "\n\r\t";
+            const std::size_t known = kShort.find(character);
+            text += known == kShort.npos ? fmt::format("\\x{:02x}", value) : fmt::format("\\{}", "nrt"[known]);
+        } else {
             text += character;
+        }
     }
     return text;
 }

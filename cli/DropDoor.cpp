@@ -142,7 +142,7 @@ void DropDoor::willMove(const std::string& entry, const std::string& assetName) 
     moving_.fileName = known == originalNames_.end() ? entry : known->second;
     moving_.device = facts ? facts->device : 0;
     moving_.inode = facts ? facts->inode : 0;
-    journal_.add({assetName, moving_});
+    journal_.add({assetName, moving_, entry});
 }
 
 bool DropDoor::didMove(const std::string& entry, const std::string& assetName, const util::Status& moved) {

@@ -3,8 +3,10 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <fstream>
 #include <vector>
 
 #include "cli/FreeName.hpp"
@@ -26,6 +28,27 @@ constexpr double kRetryInterval = 30.0;
 std::string textAt(const util::PropertyDictionary& record, std::string_view key) {
     const util::PropertyValue* value = util::find(record, key);
     return value != nullptr && value->text() != nullptr ? *value->text() : std::string();
+}
+
+/// Whether both can be read to their end and hold the same bytes.
+bool haveSameContent(const std::string& path, const std::string& other) {
+    const auto facts = util::factsOf(path);
+    std::ifstream one(path, std::ios::binary);
+    std::ifstream two(other, std::ios::binary);
+    std::vector<char> oneChunk(1 << 16);
+    std::vector<char> twoChunk(oneChunk.size());
+    std::uint64_t compared = 0;
+    while (true) {
+        one.read(oneChunk.data(), static_cast<std::streamsize>(oneChunk.size()));
+        two.read(twoChunk.data(), static_cast<std::streamsize>(twoChunk.size()));
+        if (one.gcount() != two.gcount() ||
+            !std::equal(oneChunk.begin(), oneChunk.begin() + one.gcount(), twoChunk.begin()))
+            return false;
+        if (one.gcount() == 0) break;
+        compared += static_cast<std::uint64_t>(one.gcount());
+    }
+    // A read error looks like an end; then not everything was compared.
+    return facts && compared == facts->size;
 }
 
 /// The keys of all records, in order.
@@ -85,7 +108,7 @@ void LibrarySide::setDatabaseAside() {
 RecheckResult LibrarySide::recheck() {
     RecheckResult result;
     platform_.library.beginGroup();
-    recallOrigins();
+    recallMoves();
     const std::vector<std::string> before = keysOf(*engine_->dbItems());
     engine_->scanDatabaseChanges();
     const util::PropertyDictionary& records = *engine_->dbItems();
@@ -100,10 +123,22 @@ RecheckResult LibrarySide::recheck() {
     return result;
 }
 
-void LibrarySide::recallOrigins() {
-    for (const OriginJournal::Entry& entry : journal_.entries())
-        if (util::fileExists(util::pathIn(platform_.paths.at(DevicePaths::kMediaFolder), entry.assetName)))
-            platform_.library.noteOrigin(entry.assetName, entry.origin);
+void LibrarySide::recallMoves() {
+    for (const OriginJournal::Entry& move : journal_.entries()) {
+        if (!util::fileExists(util::pathIn(platform_.paths.at(DevicePaths::kMediaFolder), move.assetName))) continue;
+        finishMove(move);
+        platform_.library.noteOrigin(move.assetName, move.origin);
+    }
+}
+
+void LibrarySide::finishMove(const OriginJournal::Entry& move) {
+    const std::string source = util::pathIn(platform_.paths.at(DevicePaths::kDropFolder), move.dropEntry);
+    const auto facts = util::factsOf(source);
+    if (!facts || facts->inode != move.origin.inode || facts->device != move.origin.device) return;
+    // The move went across file systems and its process was killed before the source was removed. Taken once more, the
+    // file would be in the library twice.
+    if (haveSameContent(source, util::pathIn(platform_.paths.at(DevicePaths::kMediaFolder), move.assetName)))
+        (void)unlink(source.c_str());
 }
 
 void LibrarySide::importUnknownFiles(RecheckResult& result) {

@@ -54,7 +54,8 @@ class LibrarySide {
   private:
     void makeEngine();
     void setDatabaseAside();
-    void recallOrigins();
+    void recallMoves();
+    void finishMove(const OriginJournal::Entry& move);
     void importUnknownFiles(RecheckResult& result);
     void followUp();
     void awaitWriters();

@@ -41,7 +41,8 @@ bool readEntry(const Json& json, OriginJournal::Entry& entry) {
     entry.origin.device = json["device"].get<std::uint64_t>();
     entry.origin.inode = json["inode"].get<std::uint64_t>();
     return json.contains("asset") && readName(json["asset"], entry.assetName) && json.contains("file") &&
-           readName(json["file"], entry.origin.fileName);
+           readName(json["file"], entry.origin.fileName) && json.contains("entry") &&
+           readName(json["entry"], entry.dropEntry);
 }
 
 }  // namespace
@@ -62,6 +63,7 @@ void OriginJournal::add(const Entry& entry) {
     if (!file_.isOpen())
         file_ = util::FileDescriptor(open(path_.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644));
     const Json json = {{"asset", jsonOfName(entry.assetName)},
+                       {"entry", jsonOfName(entry.dropEntry)},
                        {"file", jsonOfName(entry.origin.fileName)},
                        {"device", entry.origin.device},
                        {"inode", entry.origin.inode}};

@@ -16,6 +16,7 @@ class OriginJournal {
     struct Entry {
         std::string assetName;  ///< the name in the media folder
         TrackOrigin origin;
+        std::string dropEntry;  ///< the name in the drop folder
     };
 
     explicit OriginJournal(std::string path) : path_(std::move(path)) {}
