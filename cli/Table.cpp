@@ -64,6 +64,7 @@ void Table::print() {
         console_.line(console_.coloured(colour, line));
     };
     std::vector<std::string> headings;
+    headings.reserve(columns_.size());
     for (const Column& column : columns_) headings.push_back(column.heading);
     printRow(headings, Colour::bold);
     for (const auto& row : rows_) printRow(row, Colour::plain);

@@ -97,7 +97,7 @@ TEST(QLAssetHelperTest, TheLastArtworkThatIsDataWins) {
 }
 
 TEST(QLAssetHelperTest, MillisecondsAreCutThroughSinglePrecision) {
-    const std::pair<double, std::uint32_t> kDurations[] = {{0, 0},   {2.0209999, 2020},     {-1, 0},
+    const std::pair<double, std::uint32_t> kDurations[] = {{0, 0},   {2.0209999, 2020},      {-1, 0},
                                                            {NAN, 0}, {20000.0012, 20000002}, {1e12, 4294967295U}};
     for (const auto& [seconds, milliseconds] : kDurations) {
         FakeMedia media;
