@@ -1,51 +1,27 @@
 #include "platform/linux/LibplistPropertyLists.hpp"
 
-#include <plist/plist.h>
-
 #include <bit>
-#include <cmath>
 #include <cstdlib>
-#include <cstring>
-#include <limits>
 #include <memory>
 #include <string_view>
 
+#include "platform/linux/LibplistNodes.hpp"
 #include "platform/linux/PropertyListShape.hpp"
 #include "util/Files.hpp"
-#include "util/Limits.hpp"
 #include "util/Narrow.hpp"
-#include "util/Text.hpp"
 
 namespace quillet {
 
 namespace {
 
-struct NodeFreer {
-    void operator()(void* node) const noexcept { plist_free(node); }
-};
-using Node = std::unique_ptr<void, NodeFreer>;
-
-struct MemoryFreer {
-    void operator()(char* memory) const noexcept { std::free(memory); }
-};
-using Memory = std::unique_ptr<char, MemoryFreer>;
+using libplist::Form;
+using libplist::formOf;
+using libplist::Memory;
+using libplist::Node;
+using libplist::wellFormed;
 
 constexpr std::string_view kBinaryHead = "bplist00";
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
-
-struct Form {
-    Memory memory;
-    std::uint32_t size = 0;
-    std::string_view text() const { return memory ? std::string_view(memory.get(), size) : std::string_view(); }
-};
-
-Form formOf(plist_t node, void (*write)(plist_t, char**, std::uint32_t*)) {
-    char* memory = nullptr;
-    Form form;
-    write(node, &memory, &form.size);
-    form.memory.reset(memory);
-    return form;
-}
 
 Node nodeOf(std::string_view bytes, void (*read)(const char*, std::uint32_t, plist_t*)) {
     plist_t node = nullptr;
@@ -53,21 +29,8 @@ Node nodeOf(std::string_view bytes, void (*read)(const char*, std::uint32_t, pli
     return Node(node);
 }
 
-// libplist's calls cut a date to microseconds within 68 years and take a whole number above those with a sign for a
-// negative one; its binary and its XML form know better. Both values are rare, so they take the long way.
-
-Node dateNode(double seconds) {
-    std::string bytes(kBinaryHead);
-    bytes += '\x33';
-    const auto bits = std::bit_cast<std::uint64_t>(seconds);
-    for (int shift = 56; shift >= 0; shift -= 8) bytes += static_cast<char>(bits >> shift & 0xFF);
-    bytes += '\x08';                                  // the offset of the one object
-    bytes += std::string("\0\0\0\0\0\0\x01\x01", 8);  // sizes of offsets and references
-    bytes += std::string("\0\0\0\0\0\0\0\x01", 8);    // one object
-    bytes += std::string("\0\0\0\0\0\0\0\0", 8);      // it is the top one
-    bytes += std::string("\0\0\0\0\0\0\0\x11", 8);    // where its offset stands
-    return nodeOf(bytes, plist_from_bin);
-}
+// libplist's calls cut a date to microseconds and do not tell whether a whole number has a sign; its binary and its XML
+// form do. Both values are rare, so they take the long way.
 
 std::optional<double> secondsOf(plist_t date) {
     const Form form = formOf(date, plist_to_bin);
@@ -78,11 +41,6 @@ std::optional<double> secondsOf(plist_t date) {
     return std::bit_cast<double>(bits);
 }
 
-Node unsignedNode(std::uint64_t value) {
-    if (value <= std::uint64_t{std::numeric_limits<std::int64_t>::max()}) return Node(plist_new_uint(value));
-    return nodeOf("<plist version=\"1.0\"><integer>" + std::to_string(value) + "</integer></plist>", plist_from_xml);
-}
-
 util::PropertyValue wholeNumberOf(plist_t node) {
     std::uint64_t value = 0;
     plist_get_uint_val(node, &value);
@@ -91,88 +49,6 @@ util::PropertyValue wholeNumberOf(plist_t node) {
     if (formOf(node, plist_to_xml).text().find("<integer>-") != std::string_view::npos) return asSigned;
     return value;
 }
-
-/// Makes libplist's nodes, and notes whether the XML form can keep what is in them.
-class Builder {
-  public:
-    bool xmlKeepsAll() const noexcept { return xmlKeepsAll_; }
-    bool tooLarge() const noexcept { return total_ > util::kLargestWholeFile; }
-
-    /// Null where it is nested too deeply.
-    Node nodeFor(const util::PropertyValue& value, int depth) {
-        if (const auto* text = value.text()) return Node(plist_new_string(textFor(*text).c_str()));
-        if (const auto* truth = value.boolean()) return Node(plist_new_bool(*truth ? 1 : 0));
-        if (const auto* number = value.signedInteger())
-            return Node(plist_new_uint(static_cast<std::uint64_t>(*number)));
-        if (const auto* number = value.unsignedInteger()) return unsignedNode(*number);
-        if (const auto* number = value.real()) {
-            if (*number == 0 && std::signbit(*number)) xmlKeepsAll_ = false;
-            return Node(plist_new_real(*number));
-        }
-        if (const auto* date = value.date()) {
-            // Whole seconds of the years 1 to 9999 have an XML form.
-            if (!(date->seconds >= -63114076800.0 && date->seconds < 252423993600.0) ||
-                date->seconds != std::floor(date->seconds) || std::signbit(date->seconds) != (date->seconds < 0))
-                xmlKeepsAll_ = false;
-            return dateNode(date->seconds);
-        }
-        if (const auto* data = value.data()) {
-            total_ += data->size();
-            if (tooLarge()) return nullptr;  // before it is copied
-            return Node(plist_new_data(util::charactersOf(data->bytes()).data(), data->size()));
-        }
-        if (depth >= kDeepestPropertyList) return nullptr;
-        if (const auto* array = value.array()) return arrayFor(*array, depth);
-        return dictionaryFor(*value.dictionary(), depth);
-    }
-
-    Node dictionaryFor(const util::PropertyDictionary& dictionary, int depth) {
-        Node node(plist_new_dict());
-        for (const auto& [key, value] : dictionary) {
-            Node child = nodeFor(value, depth + 1);
-            if (!child) return nullptr;
-            plist_dict_set_item(node.get(), textFor(key).c_str(), child.release());
-        }
-        return node;
-    }
-
-  private:
-    Node arrayFor(const util::PropertyArray& array, int depth) {
-        Node node(plist_new_array());
-        for (const util::PropertyValue& value : array) {
-            Node child = nodeFor(value, depth + 1);
-            if (!child) return nullptr;
-            plist_array_append_item(node.get(), child.release());
-        }
-        return node;
-    }
-
-    const std::string& textFor(const std::string& text) {
-        total_ += text.size();
-        bool plain = true;
-        for (const char character : text) {
-            const auto byte = static_cast<unsigned char>(character);
-            // A NUL is replaced below. A reader of XML makes a carriage return a line feed.
-            if (byte < 0x20 && byte != '\0' && byte != '\t' && byte != '\n') xmlKeepsAll_ = false;
-            if (byte == 0 || byte >= 0x80) plain = false;
-        }
-        if (plain) return text;
-        if (text.find("\xEF\xBF\xBE") != text.npos || text.find("\xEF\xBF\xBF") != text.npos)
-            xmlKeepsAll_ = false;  // U+FFFE and U+FFFF
-        written_.clear();
-        for (const char character : util::isUTF8(text) ? text : util::decodeUTF8(util::bytesOf(text))) {
-            if (character == '\0')
-                written_ += "\xEF\xBF\xBD";  // libplist's texts end at the first NUL
-            else
-                written_ += character;
-        }
-        return written_;
-    }
-
-    bool xmlKeepsAll_ = true;
-    std::size_t total_ = 0;  ///< bytes of text and data
-    std::string written_;
-};
 
 std::optional<util::PropertyValue> valueOf(plist_t node, int depth);
 
@@ -191,10 +67,6 @@ std::optional<util::PropertyArray> arrayOf(plist_t node, int depth) {
     return array;
 }
 
-std::string textOf(std::string_view characters) {
-    return util::isUTF8(characters) ? std::string(characters) : util::decodeUTF8(util::bytesOf(characters));
-}
-
 std::optional<util::PropertyDictionary> dictionaryOf(plist_t node, int depth) {
     util::PropertyDictionary dictionary;
     plist_dict_iter memory = nullptr;
@@ -208,7 +80,7 @@ std::optional<util::PropertyDictionary> dictionaryOf(plist_t node, int depth) {
         if (child == nullptr) break;
         auto value = valueOf(child, depth + 1);
         if (!value) return std::nullopt;
-        dictionary.insert_or_assign(dictionary.end(), textOf(key == nullptr ? "" : key), *std::move(value));
+        dictionary.insert_or_assign(dictionary.end(), wellFormed(key == nullptr ? "" : key), *std::move(value));
     }
     return dictionary;
 }
@@ -232,7 +104,7 @@ std::optional<util::PropertyValue> valueOf(plist_t node, int depth) {
         case PLIST_STRING: {
             std::uint64_t size = 0;
             const char* text = plist_get_string_ptr(node, &size);
-            return util::PropertyValue(textOf({text == nullptr ? "" : text, text == nullptr ? 0 : size}));
+            return util::PropertyValue(wellFormed({text == nullptr ? "" : text, text == nullptr ? 0 : size}));
         }
         case PLIST_DATE: {
             const auto seconds = secondsOf(node);
@@ -260,23 +132,7 @@ Node nodeOf(util::Bytes bytes) {
     return isSoundXMLPropertyList(bytes) ? nodeOf(text, plist_from_xml) : nullptr;
 }
 
-/// The file that `node` makes; without text where it cannot be made.
-Form fileOf(const Node& node, const Builder& builder) {
-    if (!node || builder.tooLarge()) return {};
-    Form form = formOf(node.get(), builder.xmlKeepsAll() ? plist_to_xml : plist_to_bin);
-    if (form.size > util::kLargestWholeFile) return {};
-    return form;
-}
-
 }  // namespace
-
-std::optional<std::vector<std::uint8_t>> LibplistPropertyLists::serialised(const util::PropertyValue& value) {
-    Builder builder;
-    const Form form = fileOf(builder.nodeFor(value, 0), builder);
-    if (form.text().empty()) return std::nullopt;
-    const util::Bytes bytes = util::bytesOf(form.text());
-    return std::vector<std::uint8_t>(bytes.begin(), bytes.end());
-}
 
 std::optional<util::PropertyValue> LibplistPropertyLists::parsed(util::Bytes bytes) {
     const Node node = nodeOf(bytes);
@@ -290,12 +146,6 @@ std::optional<util::PropertyDictionary> LibplistPropertyLists::dictionaryWithCon
     const Node node = nodeOf(file->bytes());
     if (!node || plist_get_node_type(node.get()) != PLIST_DICT) return std::nullopt;
     return dictionaryOf(node.get(), 0);
-}
-
-bool LibplistPropertyLists::writeToFile(const util::PropertyDictionary& dictionary, const std::string& path, bool) {
-    Builder builder;
-    const Form form = fileOf(builder.dictionaryFor(dictionary, 0), builder);
-    return !form.text().empty() && util::writeFileAtomically(path, util::bytesOf(form.text())).ok();
 }
 
 }  // namespace quillet

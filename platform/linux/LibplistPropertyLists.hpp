@@ -8,10 +8,11 @@
 
 namespace quillet {
 
-/// Property lists through libplist 2.2. Writes XML; writes the binary form where XML cannot keep a value: text with
-/// control characters, -0.0, a date with a part of a second or beyond the years 1 to 9999. Reads both. Every value is
-/// read as it was written but for text: what is not UTF-8, and NUL, where libplist's texts end, become U+FFFD (two keys
-/// that differ in nothing else become one). A file is always synced and renamed into place, asked for or not.
+/// Property lists through libplist 2.2. Writes XML; writes the binary form, by our own hand, where libplist's XML
+/// cannot keep a value: text with control characters, whole numbers above 2^63 - 1, -0.0, a date with a part of a
+/// second or more than 68 years from 2001. Reads both. Every value is read as it was written but for text that is not
+/// UTF-8, and NUL in a key: that becomes U+FFFD (two keys that differ in nothing else become one). A file is always
+/// synced and renamed into place, asked for or not.
 class LibplistPropertyLists : public PropertyLists {
   public:
     std::optional<util::PropertyDictionary> dictionaryWithContentsOfFile(const std::string& path) override;

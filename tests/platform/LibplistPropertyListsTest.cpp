@@ -45,14 +45,16 @@ TEST(LibplistPropertyLists, EveryValueIsReadAsItWasWritten) {
         {"Ünï \xF0\x9F\x98\x80", Form::xml},
         {"carriage\rreturn", Form::binary},
         {"\x01\x1F", Form::binary},
+        {std::string("a\0b", 3), Form::binary},
+        {std::string("ä\0", 3), Form::binary},
         {"\xEF\xBF\xBF", Form::binary},
         {0, Form::xml},
         {-1, Form::xml},
         {4294967295U, Form::xml},
         {std::numeric_limits<std::int64_t>::min(), Form::xml},
         {std::numeric_limits<std::int64_t>::max(), Form::xml},
-        {std::uint64_t{1} << 63, Form::xml},
-        {~std::uint64_t{0}, Form::xml},
+        {std::uint64_t{1} << 63, Form::binary},
+        {~std::uint64_t{0}, Form::binary},
         {true, Form::xml},
         {false, Form::xml},
         {0.1, Form::xml},
@@ -62,16 +64,15 @@ TEST(LibplistPropertyLists, EveryValueIsReadAsItWasWritten) {
         {std::numeric_limits<double>::infinity(), Form::xml},
         {PropertyDate{0}, Form::xml},
         {PropertyDate{-978307201}, Form::xml},
-        {PropertyDate{252423993599.0}, Form::xml},
-        {PropertyDate{-63114076800.0}, Form::xml},
-        {PropertyDate{252423993600.0}, Form::binary},
+        {PropertyDate{2147483647}, Form::xml},
+        {PropertyDate{-2147483647}, Form::xml},
+        {PropertyDate{2147483648}, Form::binary},
         {PropertyDate{0.1}, Form::binary},
         {PropertyDate{-1e15}, Form::binary},
         {util::Data(), Form::xml},
         {util::Data::copyOf(util::bytesOf(std::string("\0\xFF bplist", 9))), Form::xml},
         {PropertyArray{}, Form::xml},
-        {PropertyArray{1, "1", true, 1.0, PropertyDate{1}, -1, ~std::uint64_t{0}, PropertyArray{PropertyArray{}}},
-         Form::xml},
+        {PropertyArray{1, "1", true, 1.0, PropertyDate{1}, -1, PropertyArray{PropertyArray{}}}, Form::xml},
         {PropertyArray{"\x01",
                        1,
                        "1",
@@ -117,8 +118,8 @@ TEST(LibplistPropertyLists, EveryValueIsReadAsItWasWritten) {
 
 TEST(LibplistPropertyLists, TextThatNoListCanHoldIsWrittenWithReplacementCharacters) {
     EXPECT_EQ(read(written("a\xFF")), PropertyValue("a\xEF\xBF\xBD"));
-    EXPECT_EQ(read(written(std::string("a\0b", 3))), PropertyValue("a\xEF\xBF\xBD"
-                                                                   "b"));
+    EXPECT_EQ(read(written(PropertyDictionary{{std::string("a\0", 2), 1}})),
+              PropertyValue(PropertyDictionary{{"a\xEF\xBF\xBD", 1}}));
     EXPECT_EQ(read(written(PropertyDictionary{{"\xED\xA0\x80", 1}}))->dictionary()->size(), 1U);
 }
 
