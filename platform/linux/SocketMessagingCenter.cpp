@@ -96,7 +96,7 @@ class Sender {
     util::FileDescriptor socket_;
 };
 
-class SocketMessagingCenter final : public MessagingCenter, public std::enable_shared_from_this<SocketMessagingCenter> {
+class SocketMessagingCenter final : public MessagingCenter {
   public:
     SocketMessagingCenter(const DevicePaths& paths, UvEventLoop& loop, std::string name)
         : paths_(paths), loop_(loop), name_(std::move(name)) {}
@@ -139,10 +139,9 @@ class SocketMessagingCenter final : public MessagingCenter, public std::enable_s
 
   private:
     Reply answer(const std::string& name, const util::PropertyDictionary* userInfo) {
-        const auto self = shared_from_this();  // the handler may let go of the center
         const auto found = handlers_.find(name);
         if (found == handlers_.end() || !found->second) return {};
-        const Handler handler = found->second;  // a copy: it may replace itself
+        const Handler handler = found->second;  // a copy: it may replace itself, or let go of the center
         return {true, handler(name, userInfo).value_or(util::PropertyDictionary())};
     }
 

@@ -1,5 +1,6 @@
 #include "platform/linux/UvEventLoop.hpp"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -16,6 +17,7 @@
 #include <vector>
 
 #include "tests/TemporaryFolder.hpp"
+#include "util/Files.hpp"
 #include "util/Log.hpp"
 
 namespace quillet {
@@ -164,11 +166,10 @@ TEST(UvEventLoop, SurvivesMoreEventsThanTheKernelKeeps) {
     const auto source = loop.watchDirectory(folder.path(), [&] { ++calls; });
     int limit = 0;
     std::ifstream("/proc/sys/fs/inotify/max_queued_events") >> limit;
-    const std::string path = folder / "entry";
-    for (int event = 0; event <= limit + 2; event += 2) {
-        ASSERT_EQ(::mkdir(path.c_str(), 0700), 0);
-        ASSERT_EQ(::rmdir(path.c_str()), 0);
-    }
+    const util::FileDescriptor files[] = {util::FileDescriptor(::creat((folder / "a").c_str(), 0600)),
+                                          util::FileDescriptor(::creat((folder / "b").c_str(), 0600))};
+    // Turn by turn: the kernel joins an event to an equal one before it.
+    for (int event = 0; event <= limit; ++event) ASSERT_EQ(::pwrite(files[event % 2].number(), "", 1, 0), 1);
     loop.settle(Watching::kernel);
     EXPECT_GT(calls, 0);
     calls = 0;
