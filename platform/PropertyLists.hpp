@@ -15,8 +15,8 @@ class PropertyLists {
     /// -dictionaryWithContentsOfFile:  Nullopt where the file cannot be read, is no property list, or holds no
     /// dictionary.
     virtual std::optional<util::PropertyDictionary> dictionaryWithContentsOfFile(const std::string& path) = 0;
-    /// -writeToFile:atomically:  False where it could not be written; with `atomically` what was at `path` is whole
-    /// then.
+    /// -writeToFile:atomically:  False, and one log line, where it could not be written; with `atomically` what was at
+    /// `path` is whole then.
     virtual bool writeToFile(const util::PropertyDictionary& dictionary, const std::string& path, bool atomically) = 0;
 };
 

@@ -10,6 +10,7 @@
 #include "platform/linux/LibplistPropertyLists.hpp"
 #include "platform/linux/PropertyListShape.hpp"
 #include "util/Files.hpp"
+#include "util/Log.hpp"
 #include "util/Limits.hpp"
 #include "util/Narrow.hpp"
 
@@ -127,7 +128,13 @@ std::optional<std::vector<std::uint8_t>> LibplistPropertyLists::serialised(const
 
 bool LibplistPropertyLists::writeToFile(const util::PropertyDictionary& dictionary, const std::string& path, bool) {
     const auto file = fileOf(dictionary);
-    return file && util::writeFileAtomically(path, *file).ok();
+    if (!file) {
+        util::log(path + " cannot be written: it is nested too deeply, or too large");
+        return false;
+    }
+    const util::Status written = util::writeFileAtomically(path, *file);
+    if (!written.ok()) util::log(path + " cannot be written: " + written.message());
+    return written.ok();
 }
 
 }  // namespace quillet
