@@ -7,7 +7,6 @@
 
 #include "cli/Commands.hpp"
 #include "cli/Console.hpp"
-#include "cli/Interrupt.hpp"
 #include "cli/Root.hpp"
 
 namespace quillet::cli {
@@ -136,8 +135,6 @@ int runCommandLine(int argumentCount, char** arguments) {
     int status = kSomeFailed;
     try {
         status = invocation.command(console, rootPaths(invocation.root));
-    } catch (const Interrupted&) {
-        status = kInterrupted;
     } catch (const std::exception& error) {
         console.error(error.what());
     }

@@ -1,14 +1,6 @@
 #pragma once
 
-#include <exception>
-
 namespace quillet::cli {
-
-/// Thrown where a wait ends because the user wants no more.
-class Interrupted : public std::exception {
-  public:
-    const char* what() const noexcept override { return "interrupted"; }
-};
 
 /// From now on SIGINT, SIGTERM and SIGHUP are only remembered, so that what is under way can end cleanly.
 void rememberInterrupts();

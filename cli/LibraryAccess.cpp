@@ -26,10 +26,10 @@ class NoReporter : public BatchReporter {
 void withLibrarySide(Console& console, const DevicePaths& paths, const std::string& command,
                      const std::function<void(LibrarySide&)>& direct,
                      const std::function<bool(MessagingCenters&)>& request) {
-    rememberInterrupts();
     bool said = false;
-    while (!interrupted()) {
+    while (true) {
         if (const auto lock = RootLock::tryTake(paths, command)) {
+            rememberInterrupts();  // while this one waits an interrupt just ends it; its own work it finishes
             LinuxPlatform platform(paths, UvEventLoop::Watching::kernel);
             NoReporter reporter;
             LibrarySide side(platform, reporter);
@@ -42,7 +42,6 @@ void withLibrarySide(Console& console, const DevicePaths& paths, const std::stri
         said = true;
         pauseMilliseconds(kPollInterval);
     }
-    throw Interrupted();
 }
 
 }  // namespace quillet::cli
