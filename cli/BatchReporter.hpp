@@ -5,7 +5,7 @@
 
 namespace quillet::cli {
 
-/// What the library side tells of the entries of the drop folder, by their names there.
+/// What the library side tells of the entries of the drop folder, by their names there. No call may throw.
 class BatchReporter {
   public:
     virtual ~BatchReporter() = default;

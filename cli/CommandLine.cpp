@@ -8,6 +8,7 @@
 #include "cli/Commands.hpp"
 #include "cli/Console.hpp"
 #include "cli/Root.hpp"
+#include "util/Log.hpp"
 
 namespace quillet::cli {
 
@@ -132,12 +133,14 @@ int runCommandLine(int argumentCount, char** arguments) {
     }
 
     Console console(invocation.json);
+    util::setLogSink([&console](std::string_view line) { console.note(shown(line)); });
     int status = kSomeFailed;
     try {
         status = invocation.command(console, rootPaths(invocation.root));
     } catch (const std::exception& error) {
         console.error(error.what());
     }
+    util::setLogSink({});
     if (!console.finish() && status == kAllDone) {
         console.error("standard output did not take all results");
         status = kSomeFailed;

@@ -69,6 +69,7 @@ std::size_t Console::width() const {
 }
 
 void Console::line(std::string_view text) {
+    makeRoom();
     std::fwrite(text.data(), 1, text.size(), stdout);
     std::fputc('\n', stdout);
 }
@@ -78,6 +79,7 @@ void Console::jsonLine(const nlohmann::ordered_json& object) {
 }
 
 void Console::note(std::string_view text) {
+    makeRoom();
     std::fflush(stdout);
     const std::string whole = fmt::format("quillet: {}\n", text);
     std::fwrite(whole.data(), 1, whole.size(), stderr);
@@ -85,6 +87,7 @@ void Console::note(std::string_view text) {
 
 void Console::error(std::string_view text) {
     if (!errorIsTerminal_ || !colour_) return note(text);
+    makeRoom();
     std::fflush(stdout);
     const std::string whole = fmt::format("quillet: {}{}\x1b[0m\n", escapeOf(Colour::red), text);
     std::fwrite(whole.data(), 1, whole.size(), stderr);

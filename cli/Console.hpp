@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <string_view>
@@ -30,12 +31,20 @@ class Console {
     /// The same, in red on a terminal.
     void error(std::string_view text);
 
+    /// Called before each line that is printed, to take away what is on the screen only for now; null for nothing.
+    void beforeLines(std::function<void()> clear) { beforeLine_ = std::move(clear); }
+
     /// Ends results; false where standard output did not take them all (a full disk, a closed pipe).
     bool finish();
 
     std::string coloured(Colour colour, std::string_view text) const;
 
   private:
+    void makeRoom() {
+        if (beforeLine_) beforeLine_();
+    }
+
+    std::function<void()> beforeLine_;
     bool json_;
     bool outputIsTerminal_;
     bool errorIsTerminal_;

@@ -99,7 +99,9 @@ void DropDoor::batchWillBegin() {
 }
 
 bool DropDoor::admits(const std::string& entry) {
-    if (stop_ != nullptr && stop_()) return false;
+    if (isStopped()) return false;
+    // What the library cannot take now is as safe in the drop folder, and found there by the next batch.
+    if (platform_.library.isLockedOut()) return false;
     if (only_) return only_->contains(entry);
     if (isPartial(entry)) return false;
     const auto facts = util::factsOf(dropPath(entry));

@@ -31,6 +31,7 @@ class DropDoor : public BatchDoor {
     void takeOnly(std::optional<std::unordered_set<std::string>> entries) { only_ = std::move(entries); }
     /// From now on no entry is taken once `stop` answers true.
     void stopWhen(bool (*stop)()) { stop_ = stop; }
+    bool isStopped() const { return stop_ != nullptr && stop_(); }
     /// The name that the user knows a file of the drop folder by, where it had to be put there under another.
     void nameOrigin(const std::string& entry, const std::string& fileName) { originalNames_[entry] = fileName; }
 

@@ -1,14 +1,31 @@
 #include "cli/HandOver.hpp"
 
+#include <fmt/format.h>
+#include <signal.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <string_view>
+#include <vector>
 
 #include "cli/FreeName.hpp"
 #include "cli/Interrupt.hpp"
 #include "util/FilePath.hpp"
+#include "util/Text.hpp"
 
 namespace quillet::cli {
+
+namespace {
+
+/// What a copy is called while it is being made, with the number of its process behind it.
+constexpr std::string_view kWorkingName = ".copying.";
+
+}  // namespace
+
+HandOver::HandOver(const DevicePaths& paths, bool move) : paths_(paths), move_(move) {
+    removeWhatKilledOnesLeft();
+}
 
 util::Status HandOver::put(const ImportFile& file, HandedOver& handed) const {
     handed.fileName = util::lastPathComponent(file.path);
@@ -17,30 +34,21 @@ util::Status HandOver::put(const ImportFile& file, HandedOver& handed) const {
     name.erase(0, std::min(name.find_first_not_of('.'), name.size()));
     if (name.empty()) name = "file";
 
-    const std::string downloads = paths_.at(DevicePaths::kDownloads);
     const std::string drop = paths_.at(DevicePaths::kDropFolder);
-    for (const std::string& folder : {downloads, drop})
-        if (const util::Status made = util::createDirectories(folder); !made.ok()) return made;
-
-    std::string downloaded;
-    const util::Status fetched = underFreeName(
-        name,
-        [&](const std::string& choice) {
-            const std::string target = util::pathIn(downloads, choice);
-            return move_ ? util::moveItem(file.path, target) : util::copyFile(file.path, target, interrupted);
-        },
-        downloaded);
-    if (!fetched.ok()) return fetched;
-
-    const std::string source = util::pathIn(downloads, downloaded);
+    if (const util::Status made = util::createDirectories(drop); !made.ok()) return made;
+    std::string source = file.path;
+    if (!move_) {
+        std::string downloaded;
+        const util::Status status = download(file.path, name, downloaded);
+        if (!status.ok()) return status;
+        source = util::pathIn(paths_.at(DevicePaths::kDownloads), downloaded);
+        name = downloaded;
+    }
     const util::Status dropped = underFreeName(
-        downloaded, [&](const std::string& choice) { return util::moveItem(source, util::pathIn(drop, choice)); },
+        name, [&](const std::string& choice) { return util::moveItem(source, util::pathIn(drop, choice)); },
         handed.entry);
     if (!dropped.ok()) {
-        if (move_)
-            (void)util::moveItem(source, file.path);
-        else
-            (void)unlink(source.c_str());
+        if (!move_) (void)unlink(source.c_str());
         return dropped;
     }
     handed.origin.fileName = handed.entry;
@@ -52,15 +60,34 @@ util::Status HandOver::put(const ImportFile& file, HandedOver& handed) const {
     return util::Status::success();
 }
 
-void HandOver::withdraw(const ImportFile& file, const HandedOver& handed) const {
+util::Status HandOver::download(const std::string& path, const std::string& name, std::string& downloaded) const {
+    const std::string folder = paths_.at(DevicePaths::kDownloads);
+    if (const util::Status made = util::createDirectories(folder); !made.ok()) return made;
+    const std::string working = util::pathIn(folder, fmt::format("{}{}", kWorkingName, getpid()));
+    if (const util::Status copied = util::copyFile(path, working, interrupted); !copied.ok()) return copied;
+    const util::Status named = underFreeName(
+        name, [&](const std::string& choice) { return util::moveItem(working, util::pathIn(folder, choice)); },
+        downloaded);
+    if (!named.ok()) (void)unlink(working.c_str());
+    return named;
+}
+
+void HandOver::removeWhatKilledOnesLeft() const {
+    const std::string folder = paths_.at(DevicePaths::kDownloads);
+    for (const std::string& name : util::listDirectory(folder).value_or(std::vector<std::string>())) {
+        if (!name.starts_with(kWorkingName)) continue;
+        const std::int64_t process = util::integerValue(std::string_view(name).substr(kWorkingName.size()));
+        const bool isGone = process > 0 && kill(static_cast<pid_t>(process), 0) != 0 && errno == ESRCH;
+        if (isGone || process == getpid()) (void)unlink(util::pathIn(folder, name).c_str());
+    }
+}
+
+bool HandOver::withdraw(const ImportFile& file, const HandedOver& handed) const {
     const std::string path = util::pathIn(paths_.at(DevicePaths::kDropFolder), handed.entry);
     const auto facts = util::factsOf(path);
     // Another file may bear the name by now.
-    if (!facts || facts->inode != handed.origin.inode || facts->device != handed.origin.device) return;
-    if (move_)
-        (void)util::moveItem(path, file.path);
-    else
-        (void)unlink(path.c_str());
+    if (!facts || facts->inode != handed.origin.inode || facts->device != handed.origin.device) return false;
+    return move_ ? util::moveItem(path, file.path).ok() : unlink(path.c_str()) == 0;
 }
 
 }  // namespace quillet::cli

@@ -16,17 +16,22 @@ struct HandedOver {
     std::string fileName;  ///< the name that the user knows it by
 };
 
-/// Copies a user's file, or moves it, through the downloads folder of the root into its drop folder, under a free name.
+/// Copies a user's file through the downloads folder of the root into its drop folder, or moves it there, under a free
+/// name. A file bears its name there only when it is whole.
 class HandOver {
   public:
-    HandOver(const DevicePaths& paths, bool move) : paths_(paths), move_(move) {}
+    HandOver(const DevicePaths& paths, bool move);
 
     /// On failure the user's file is where and as it was, and nothing of it is left under the root.
     util::Status put(const ImportFile& file, HandedOver& handed) const;
-    /// Takes back what still lies in the drop folder: a copy is deleted, a moved file goes back where it was.
-    void withdraw(const ImportFile& file, const HandedOver& handed) const;
+    /// Takes back what still lies in the drop folder: a copy is deleted, a moved file goes back where it was. False
+    /// where it does not lie there any more, or cannot be taken back.
+    bool withdraw(const ImportFile& file, const HandedOver& handed) const;
 
   private:
+    util::Status download(const std::string& path, const std::string& name, std::string& downloaded) const;
+    void removeWhatKilledOnesLeft() const;
+
     const DevicePaths& paths_;
     bool move_;
 };

@@ -21,6 +21,8 @@ constexpr int kPollInterval = 100;  // milliseconds
 constexpr std::chrono::seconds kLongestWay(15);
 
 constexpr const char* kInterruptedReason = "interrupted before it was imported";
+constexpr const char* kLockedReason = "the library is locked by another program; nothing of it was taken";
+constexpr const char* kOnItsWayReason = "was handed over and is on its way into the library, or for the next recheck";
 
 }  // namespace
 
@@ -69,15 +71,16 @@ void ImportRun::handOverAll() {
         }
         bar_->advance(++done);
     }
+    bar_.reset();  // before the next begins
     bar_ = std::make_unique<ProgressBar>(console_, "importing", openCount_);
     progress_ = 0;
 }
 
-void ImportRun::withdrawAll() {
+void ImportRun::withdrawAll(const char* reason) {
     for (std::size_t i = 0; i < files_.size(); ++i) {
         if (!isOpen(i)) continue;
-        handOver_.withdraw(files_[i], *handed_[i]);
-        settle(i, {0, kInterruptedReason});
+        const bool back = handOver_.withdraw(files_[i], *handed_[i]);
+        settle(i, {0, back ? reason : kOnItsWayReason});
     }
 }
 
@@ -94,7 +97,8 @@ void ImportRun::beLibrarySide() {
         entries.insert(handed_[i]->entry);
     }
     if (!interrupted() && !entries.empty()) side.importNow(std::move(entries));
-    if (interrupted()) return withdrawAll();
+    if (interrupted()) return withdrawAll(kInterruptedReason);
+    if (platform.library.isLockedOut()) return withdrawAll(kLockedReason);
     // An heir finds some of its files in the library already: by the other process, or by the re-check after its end.
     askLibrary();
     lookForTaken();
@@ -120,7 +124,8 @@ void ImportRun::follow() {
             lastNews = std::chrono::steady_clock::now();
         pauseMilliseconds(kPollInterval);
     }
-    withdrawAll();
+    askLibrary();
+    withdrawAll(kInterruptedReason);
 }
 
 bool ImportRun::askLibrary() {

@@ -40,7 +40,7 @@ class ImportRun : public BatchReporter {
 
   private:
     void handOverAll();
-    void withdrawAll();
+    void withdrawAll(const char* reason);
     void beLibrarySide();
     void follow();
     bool askLibrary();

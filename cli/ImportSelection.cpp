@@ -75,8 +75,9 @@ class Selection {
             if (DropDoor::isPartial(entry.path().filename().string())) continue;
             if (entry.is_directory(error) && !entry.is_symlink(error)) {
                 if (!isOwn(resolved(path) + "/")) addFolder(path);
-            } else if (entry.is_regular_file(error) && reasonAgainst(path).empty()) {
-                add(path, resolved(path), "");
+            } else if (entry.is_regular_file(error)) {
+                const std::string reason = reasonAgainst(path);
+                if (!LibavMediaFramework::isNoAudio(reason)) add(path, resolved(path), reason);
             }
         }
     }

@@ -3,7 +3,6 @@
 #include <poll.h>
 
 #include <csignal>
-#include <initializer_list>
 
 namespace quillet::cli {
 
@@ -14,11 +13,18 @@ extern "C" void remember(int /*number*/) {
 }
 }  // namespace
 
+std::vector<int> endingSignals() {
+    std::vector<int> signals = {SIGINT, SIGTERM};
+    struct sigaction inherited = {};
+    if (sigaction(SIGHUP, nullptr, &inherited) == 0 && inherited.sa_handler != SIG_IGN) signals.push_back(SIGHUP);
+    return signals;
+}
+
 void rememberInterrupts() {
     struct sigaction action = {};
     action.sa_handler = remember;
     sigemptyset(&action.sa_mask);
-    for (const int number : {SIGINT, SIGTERM, SIGHUP}) sigaction(number, &action, nullptr);
+    for (const int number : endingSignals()) sigaction(number, &action, nullptr);
 }
 
 bool interrupted() {

@@ -1,8 +1,12 @@
 #pragma once
 
+#include <vector>
+
 namespace quillet::cli {
 
-/// From now on SIGINT, SIGTERM and SIGHUP are only remembered, so that what is under way can end cleanly.
+/// The signals that ask the process to end: SIGINT, SIGTERM and, unless it was started to outlive its terminal, SIGHUP.
+std::vector<int> endingSignals();
+/// From now on these are only remembered, so that what is under way can end cleanly.
 void rememberInterrupts();
 /// Whether one of them came.
 bool interrupted();

@@ -30,6 +30,19 @@ std::string textAt(const util::PropertyDictionary& record, std::string_view key)
     return value != nullptr && value->text() != nullptr ? *value->text() : std::string();
 }
 
+/// A group of the library that also ends where something throws; left open, it would swallow what comes after.
+class LibraryGroup {
+  public:
+    explicit LibraryGroup(SqliteMusicLibrary& library) : library_(library) { library_.beginGroup(); }
+    ~LibraryGroup() { library_.endGroup(); }
+    LibraryGroup(const LibraryGroup&) = delete;
+    LibraryGroup& operator=(const LibraryGroup&) = delete;
+    bool end() { return library_.endGroup(); }
+
+  private:
+    SqliteMusicLibrary& library_;
+};
+
 /// Whether both can be read to their end and hold the same bytes.
 bool haveSameContent(const std::string& path, const std::string& other) {
     const auto facts = util::factsOf(path);
@@ -49,14 +62,6 @@ bool haveSameContent(const std::string& path, const std::string& other) {
     }
     // A read error looks like an end; then not everything was compared.
     return facts && compared == facts->size;
-}
-
-/// The keys of all records, in order.
-std::vector<std::string> keysOf(const util::PropertyDictionary& records) {
-    std::vector<std::string> keys;
-    keys.reserve(records.size());
-    for (const auto& [key, record] : records) keys.push_back(key);
-    return keys;
 }
 
 }  // namespace
@@ -106,19 +111,12 @@ void LibrarySide::setDatabaseAside() {
 }
 
 RecheckResult LibrarySide::recheck() {
-    RecheckResult result;
-    platform_.library.beginGroup();
+    LibraryGroup group(platform_.library);
     recallMoves();
-    const std::vector<std::string> before = keysOf(*engine_->dbItems());
-    engine_->scanDatabaseChanges();
-    const util::PropertyDictionary& records = *engine_->dbItems();
-    result.records = before.size();
-    std::size_t kept = 0;
-    for (const std::string& key : before) kept += records.count(key);
-    result.addedAgain = records.size() - kept;
-    result.dropped = before.size() - kept - result.addedAgain;
+    const RecheckCounts counts = engine_->scanDatabaseChanges();
+    RecheckResult result = {counts.records, counts.addedAgain, counts.dropped, 0, counts.refused};
     importUnknownFiles(result);
-    if (!platform_.library.endGroup()) ++result.failed;
+    if (!group.end()) ++result.failed;
     if (result.failed == 0) journal_.forgetAll();
     return result;
 }
@@ -179,9 +177,10 @@ void LibrarySide::takeWhateverComes() {
 }
 
 void LibrarySide::takeAllOnce() {
-    if (!door_.hasNewEntries()) return;
+    if (door_.isStopped() || !door_.hasNewEntries()) return;
     door_.afterBatch([this] {
-        if (door_.hasNewEntries())
+        const bool canGoOn = !door_.isStopped() && !platform_.library.isLockedOut();
+        if (canGoOn && door_.hasNewEntries())
             engine_->watcher()->directoryDidChange();
         else
             platform_.loop.stop();
@@ -200,13 +199,24 @@ void LibrarySide::followUp() {
     }
     if (door_.lostTracks() && !retryIsDue_) {
         retryIsDue_ = true;
-        platform_.loop.runAfter(kRetryInterval, [this] {
-            retryIsDue_ = false;
-            const RecheckResult result = recheck();
-            if (result.found + result.addedAgain > 0)
-                util::log(fmt::format("{} tracks are in the library now", result.found + result.addedAgain));
-        });
+        recheckAgainLater();
     }
+}
+
+void LibrarySide::recheckAgainLater() {
+    platform_.loop.runAfter(kRetryInterval, [this] {
+        RecheckResult result;
+        try {
+            result = recheck();
+        } catch (const LibraryError& error) {
+            util::log(error.what());
+            ++result.failed;
+        }
+        if (result.found + result.addedAgain > 0)
+            util::log(fmt::format("{} tracks are in the library now", result.found + result.addedAgain));
+        retryIsDue_ = result.failed > 0;
+        if (retryIsDue_) recheckAgainLater();
+    });
 }
 
 void LibrarySide::awaitWriters() {

@@ -20,7 +20,7 @@ struct RecheckResult {
     std::size_t addedAgain = 0;  ///< had vanished from the library
     std::size_t dropped = 0;     ///< their files were gone too
     std::size_t found = 0;       ///< imported from files that neither the library nor the import database knew
-    std::size_t failed = 0;      ///< the library did not take them
+    std::size_t failed = 0;      ///< the library did not take them, or could not be asked
 };
 
 /// The library side of a root: the sync engine with what Linux puts around it. Whoever makes one holds the root's lock.
@@ -43,7 +43,7 @@ class LibrarySide {
     /// From now on the loop takes whatever is dropped: also what arrives during a batch, what was still being written,
     /// and what the library could not take at first.
     void takeWhateverComes();
-    /// Runs the loop until no entry of the drop folder is new.
+    /// Runs the loop until no entry of the drop folder is new, or the door was told to stop.
     void takeAllOnce();
 
     enum class Removal { removed, noSuchTrack };
@@ -57,6 +57,7 @@ class LibrarySide {
     void recallMoves();
     void finishMove(const OriginJournal::Entry& move);
     void importUnknownFiles(RecheckResult& result);
+    void recheckAgainLater();
     void followUp();
     void awaitWriters();
     void dropCachedArtwork(const std::string& artwork);

@@ -14,10 +14,16 @@ constexpr std::size_t kBarWidth = 24;
 constexpr std::chrono::milliseconds kInterval(100);
 }  // namespace
 
-ProgressBar::ProgressBar(const Console& console, std::string what, std::size_t total)
-    : what_(std::move(what)), total_(total), enabled_(console.errorIsTerminal() && total >= kFewest) {}
+ProgressBar::ProgressBar(Console& console, std::string what, std::size_t total)
+    : console_(console),
+      what_(std::move(what)),
+      total_(total),
+      enabled_(console.errorIsTerminal() && total >= kFewest) {
+    console_.beforeLines([this] { hide(); });
+}
 
 ProgressBar::~ProgressBar() {
+    console_.beforeLines(nullptr);
     hide();
 }
 

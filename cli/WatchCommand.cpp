@@ -1,10 +1,10 @@
 #include <fmt/format.h>
 
-#include <csignal>
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
 #include "cli/Commands.hpp"
+#include "cli/Interrupt.hpp"
 #include "cli/LibraryRequests.hpp"
 #include "cli/LibrarySide.hpp"
 #include "cli/RecheckReport.hpp"
@@ -23,9 +23,14 @@ class WatchReporter : public BatchReporter {
     void follow(SqliteMusicLibrary& library) { library_ = &library; }
 
     void imported(const std::string& entry, std::uint64_t persistentID) override {
-        const auto track = library_->track(persistentID);
-        if (!track) return;
-        const TrackView view(*track);
+        LibraryTrack track;
+        try {
+            track = library_->track(persistentID).value_or(track);
+        } catch (const LibraryError& error) {
+            console_.error(error.what());  // and is told by its identifier alone
+        }
+        track.persistentID = persistentID;
+        const TrackView view(track);
         if (console_.json()) {
             nlohmann::ordered_json object = {{"status", "imported"}};
             object.update(view.json());
@@ -68,7 +73,7 @@ int runWatch(Console& console, const DevicePaths& paths, const WatchOptions& opt
         return kSomeFailed;
     }
     LinuxPlatform platform(paths, options.polling ? UvEventLoop::Watching::polling : UvEventLoop::Watching::kernel);
-    for (const int number : {SIGINT, SIGTERM, SIGHUP}) platform.loop.onSignal(number, [&] { platform.loop.stop(); });
+    for (const int number : endingSignals()) platform.loop.onSignal(number, [&] { platform.loop.stop(); });
     WatchReporter reporter(console);
     reporter.follow(platform.library);
     LibrarySide side(platform, reporter);

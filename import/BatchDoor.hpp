@@ -8,7 +8,7 @@
 namespace quillet {
 
 /// Stands at the drop folder's side of a batch. This one is the system's own rule: every entry is taken as it comes and
-/// no result is looked at. A machine with more to lose than a rule puts a stricter one in its place.
+/// no result is looked at. A machine with more to lose than a rule puts a stricter one in its place. No call may throw.
 class BatchDoor {
   public:
     virtual ~BatchDoor() = default;

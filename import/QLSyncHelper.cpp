@@ -117,12 +117,14 @@ void QLSyncHelper::importEntry(const std::string& entry) {
     door_->didImport(entry, assetName, identifier);
 }
 
-void QLSyncHelper::scanDatabaseChanges() {
+RecheckCounts QLSyncHelper::scanDatabaseChanges() {
+    RecheckCounts counts;
+    counts.records = dbItems_ ? dbItems_->size() : 0;
     const auto identifiers = platform_.library.persistentIdentifiers();
     if (!identifiers) {
         // Taken for an empty library, one that cannot be read would have every track added a second time.
         util::log("the music library cannot be read; nothing is added again");
-        return;
+        return counts;
     }
     const std::unordered_set<std::uint64_t> present(identifiers->begin(), identifiers->end());
     std::vector<std::string> missing;
@@ -138,11 +140,14 @@ void QLSyncHelper::scanDatabaseChanges() {
         const PropertyDictionary record = *dbItems_->find(key)->second.dictionary();
         const std::string assetName = textAt(record, "assetPath");
         if (!assetName.empty() && util::fileExists(util::pathIn(platform_.paths.at(importPath()), assetName)))
-            addNewAsset(record);
+            ++(addNewAsset(record) == 0 ? counts.refused : counts.addedAgain);
+        else
+            ++counts.dropped;
         // Meant so: the old key goes last, and takes the new record along where the library gave the same identifier.
         dbItems_->erase(key);
     }
     writeDatabase();
+    return counts;
 }
 
 std::uint64_t QLSyncHelper::addNewAsset(const PropertyDictionary& record) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -16,6 +17,14 @@ namespace quillet {
 /// The messaging center that both hosts know, and the message that says a batch begins.
 inline constexpr std::string_view kSyncMessagingCenter = "com.quillet.sync";
 inline constexpr std::string_view kSyncSuccessMessage = "QLSyncSuccess";
+
+/// What one re-check found, in records of the import database.
+struct RecheckCounts {
+    std::size_t records = 0;     ///< there were
+    std::size_t addedAgain = 0;  ///< had vanished from the library
+    std::size_t refused = 0;     ///< had vanished, and the library did not take them, or not yet
+    std::size_t dropped = 0;     ///< had vanished, and so had their files
+};
 
 /// The sync engine: takes what was put into the drop folder, moves it into the media folder under random names, adds it
 /// to the music library, and keeps a record of each track it added, so that one that vanishes from the library can be
@@ -52,7 +61,7 @@ class QLSyncHelper {
     /// -scanDatabaseChanges  Adds each recorded track again that the library no longer has while its file is still in
     /// the media folder, under its new identifier, and drops the record of one whose file is gone too. Costs time in
     /// the sum of records and tracks. Nothing is done where the library cannot be asked.
-    void scanDatabaseChanges();
+    RecheckCounts scanDatabaseChanges();
 
     /// -addNewAsset:  Adds the track that the record describes to the library and files the record under the decimal
     /// identifier that it got. Answers that identifier: 0 where the library refused, or answers later.

@@ -6,6 +6,7 @@
 #define ZLIB_CONST
 #include <zlib.h>
 
+#include "util/Limits.hpp"
 #include "util/Narrow.hpp"
 #include "util/Text.hpp"
 
@@ -72,7 +73,7 @@ std::optional<Data> Data::inflate() const {
     if (inflateInit_(&stream, kZlibVersion, int{sizeof stream}) != Z_OK) return std::nullopt;
 
     int result = Z_OK;
-    while (result == Z_OK) {
+    while (result == Z_OK && stream.total_out < kLargestInflated) {
         offerRoom(stream, buffer, step);
         result = ::inflate(&stream, Z_SYNC_FLUSH);
     }

@@ -97,11 +97,11 @@ Status copyRegularFile(const std::string& from, const std::string& to) {
     FileDescriptor target = createFile(to, 0600);
     if (!target.isOpen()) return Status::failure(errno);
     if (const Status copied = copyContent(source.number(), target.number(), nullptr); !copied.ok()) return copied;
-    // Somebody is still writing: what comes after this would go with the source.
-    if (hasChanged(source, facts)) return Status::failure(EBUSY);
     if (const Status copied = copyAttributes(from, to, facts); !copied.ok()) return copied;
     if (const Status synced = sync(target); !synced.ok()) return synced;
-    return target.close();
+    if (const Status closed = target.close(); !closed.ok()) return closed;
+    // Last, since a sync takes its time. Somebody is still writing: what comes after this would go with the source.
+    return hasChanged(source, facts) ? Status::failure(EBUSY) : Status::success();
 }
 
 Status copySymbolicLink(const std::string& from, const std::string& to, const struct stat& facts) {

@@ -51,7 +51,7 @@ std::string unreadable(int error) {
 std::string reasonAgainstOpening(const struct stat& facts) {
     if (S_ISDIR(facts.st_mode)) return "is a folder";
     if (!S_ISREG(facts.st_mode)) return "is not a regular file";
-    return facts.st_size == 0 ? "is empty" : "";
+    return facts.st_size == 0 ? std::string(LibavMediaFramework::kIsEmpty) : "";
 }
 
 }  // namespace
@@ -95,7 +95,7 @@ const LibavMediaFramework::Remembered& LibavMediaFramework::examine(const std::s
     const bool mayChangeUnseen = isJustModified(identity);
     LibavAsset read = readLibavAsset(file.number(), facts.st_size);
     if (read.error != 0) return refuse(unreadable(read.error));
-    const char* reason = read.asset ? "" : "is not audio";
+    const std::string reason = read.asset ? std::string() : std::string(kIsNotAudio);
     return *last_ = {mayChangeUnseen ? Identity{} : identity, reason, std::move(read.asset)};
 }
 

@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "platform/MediaFramework.hpp"
 
@@ -19,9 +20,13 @@ class LibavMediaFramework : public MediaFramework {
 
     std::optional<MediaAsset> assetAtPath(const std::string& path) override;
 
-    /// Why no reader knows the file as audio, in words that follow its name ("is empty", "is not audio"); "" where one
-    /// does.
+    static constexpr std::string_view kIsEmpty = "is empty";
+    static constexpr std::string_view kIsNotAudio = "is not audio";
+    /// Why no reader knows the file as audio, in words that follow its name (kIsEmpty, kIsNotAudio, "is a folder" ...);
+    /// "" where one does.
     std::string reasonAgainst(const std::string& path);
+    /// Whether `reason` tells that the file was read and is no audio, rather than that it cannot be read.
+    static bool isNoAudio(std::string_view reason) { return reason == kIsEmpty || reason == kIsNotAudio; }
 
   private:
     struct Remembered;

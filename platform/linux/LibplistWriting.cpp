@@ -10,8 +10,8 @@
 #include "platform/linux/LibplistPropertyLists.hpp"
 #include "platform/linux/PropertyListShape.hpp"
 #include "util/Files.hpp"
-#include "util/Log.hpp"
 #include "util/Limits.hpp"
+#include "util/Log.hpp"
 #include "util/Narrow.hpp"
 
 namespace quillet {

@@ -42,6 +42,7 @@ std::string shown(std::string_view path) {
 void SqliteMusicLibrary::Body::openTransaction() {
     if (transaction && !database->inTransaction()) loseTransaction("its transaction was ended");
     if (transaction) return;
+    if (lockedOut) throw LibraryError("another program has it locked");
     identifiers.reserve(kWritesPerTransaction);
     transaction.emplace(*database);
     transactionBegan = steady_clock::now();
@@ -78,9 +79,11 @@ void SqliteMusicLibrary::Body::loseTransaction(const std::string& reason) {
     writes = 0;
 }
 
-void SqliteMusicLibrary::Body::afterFailure(const std::string& reason) {
+void SqliteMusicLibrary::Body::afterFailure(const std::exception& error) {
     writer.forget();  // rows that it remembers may have been taken back
-    if (transaction && !database->inTransaction()) loseTransaction(reason);
+    if (transaction && !database->inTransaction()) loseTransaction(reasonOf(error));
+    const auto* refused = dynamic_cast<const SqliteError*>(&error);
+    if (refused != nullptr && (refused->code() & 0xFF) == SQLITE_BUSY) lockedOut = grouped;
 }
 
 std::uint64_t SqliteMusicLibrary::Body::importTrack(const TrackImport& track) {
@@ -153,9 +156,9 @@ void SqliteMusicLibrary::importTrack(std::shared_ptr<TrackImport> track, Complet
     try {
         identifier = body_->importTrack(*track);
     } catch (const std::exception& error) {
-        const std::string reason = reasonOf(error);
-        body_->afterFailure(reason);
-        util::log(fmt::format("{} is not added to the music library: {}", shown(track->assetFilePath), reason));
+        body_->afterFailure(error);
+        util::log(
+            fmt::format("{} is not added to the music library: {}", shown(track->assetFilePath), reasonOf(error)));
     }
     completion(identifier == 0 ? kNotImported : 0, identifier);
 }
@@ -164,6 +167,11 @@ void SqliteMusicLibrary::beginGroup() {
     if (body_->grouped) return;
     body_->grouped = true;
     body_->groupWhole = true;
+    body_->lockedOut = false;
+}
+
+bool SqliteMusicLibrary::isLockedOut() const {
+    return body_->lockedOut;
 }
 
 bool SqliteMusicLibrary::endGroup() {
@@ -171,7 +179,7 @@ bool SqliteMusicLibrary::endGroup() {
     try {
         body_->endGroup();
     } catch (const std::exception& error) {
-        body_->afterFailure(reasonOf(error));  // what was lost has its line already
+        body_->afterFailure(error);  // what was lost has its line already
     }
     body_->grouped = false;
     body_->identifiers.forgetRest();
@@ -182,9 +190,9 @@ void SqliteMusicLibrary::noteOrigin(const std::string& assetName, const TrackOri
     try {
         body_->noteOrigin(assetName, origin);
     } catch (const std::exception& error) {
-        const std::string reason = reasonOf(error);
-        body_->afterFailure(reason);
-        util::log(fmt::format("the music library cannot note where {} came from: {}", shown(assetName), reason));
+        body_->afterFailure(error);
+        util::log(
+            fmt::format("the music library cannot note where {} came from: {}", shown(assetName), reasonOf(error)));
     }
 }
 

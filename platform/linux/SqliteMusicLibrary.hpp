@@ -66,6 +66,9 @@ class SqliteMusicLibrary : public MusicLibrary {
     /// Commits. False (and a log line) where any track of the group did not get into the library after all, though its
     /// completion had said so.
     bool endGroup();
+    /// Whether another program had the library locked for the whole waiting time since the group began. Nothing more is
+    /// waited for then: whatever else the group is given fails at once.
+    bool isLockedOut() const;
 
     /// Remembers where the file named `assetName` in the media folder came from; kept until the track is removed with
     /// its file, so a track that is added again has it still. Part of the group's transaction; never throws.

@@ -28,11 +28,13 @@ struct SqliteMusicLibrary::Body {
     std::uint64_t importInGroup(const TrackImport& track);
     void noteOrigin(const std::string& assetName, const TrackOrigin& origin);
     void endGroup();
-    void afterFailure(const std::string& reason);
+    void afterFailure(const std::exception& error);
 
     // The group: some transactions one after the other, each opened when there is something to write.
     bool grouped = false;
     bool groupWhole = true;  ///< nothing of the group was lost
+    bool lockedOut =
+        false;  ///< another program had the lock for the whole waiting time; the group waits no second time
     std::optional<SqliteTransaction> transaction;
     std::chrono::steady_clock::time_point transactionBegan;
     int writes = 0;  ///< tracks and origins in the open transaction

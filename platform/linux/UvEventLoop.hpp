@@ -10,7 +10,8 @@ struct uv_loop_s;
 namespace quillet {
 
 /// One libuv loop on one thread stands for every queue. A directory is watched by inotify; where that is missing or at
-/// its limit, or `polling` was asked for, its entry list is looked at every second instead, and one log line says so.
+/// its limit, or `polling` was asked for, its entry list is looked at every second instead; unless that was asked for,
+/// one log line says so.
 class UvEventLoop : public EventLoop {
   public:
     enum class Watching { kernel, polling };

@@ -169,7 +169,13 @@ TEST_F(SyncTest, ADatabaseThatIsNoDictionaryIsNeitherFiledInNorWritten) {
 TEST_F(SyncTest, ADoorDecidesWhatIsTakenAndWhatBecomesOfIt) {
     struct Door : BatchDoor {
         std::vector<std::string> events;
-        bool admits(const std::string& entry) override { return entry != "stays"; }
+        FakePlatform& machine;
+        explicit Door(FakePlatform& owner) : machine(owner) {}
+        bool admits(const std::string& entry) override {
+            EXPECT_FALSE(machine.loop.changed) << "the engine's own moves must not wake the watcher";
+            EXPECT_THAT(machine.messaging.sent, SizeIs(1)) << "the message goes before the first move";
+            return entry != "stays";
+        }
         bool didMove(const std::string& entry, const std::string&, const util::Status& moved) override {
             events.push_back(entry + (moved.ok() ? " moved" : " " + moved.message()));
             return entry != "unfiled";
@@ -177,7 +183,7 @@ TEST_F(SyncTest, ADoorDecidesWhatIsTakenAndWhatBecomesOfIt) {
         void didImport(const std::string& entry, const std::string&, std::uint64_t identifier) override {
             events.push_back(entry + " is " + std::to_string(identifier));
         }
-    } door;
+    } door(platform);
     QLSyncHelper helper(platform.ports);
     helper.setDoor(&door);
     for (const char* name : {"a", "stays", "unfiled"}) platform.write(kDrop, name, name);
