@@ -88,7 +88,6 @@ bool DropDoor::isStillBeingWritten() const {
 void DropDoor::batchWillBegin() {
     imported_.clear();
     unfinished_.clear();
-    lostTracks_ = false;
     // A drop folder that was deleted while it was watched would end the watch for good.
     const std::string folder = platform_.paths.at(DevicePaths::kDropFolder);
     if (!util::fileExists(folder)) {
@@ -181,8 +180,13 @@ void DropDoor::batchDidEnd() {
             reporter_.notTaken(one.entry, one.assetName);
         }
     }
-    if (!lostTracks_) journal_.forgetAll();
+    setLostTracks(lostTracks_);
     if (afterBatch_) afterBatch_();
+}
+
+void DropDoor::setLostTracks(bool lost) {
+    lostTracks_ = lost;
+    if (!lost) journal_.forgetAll();
 }
 
 }  // namespace quillet::cli

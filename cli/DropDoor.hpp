@@ -42,8 +42,10 @@ class DropDoor : public BatchDoor {
     bool isStillBeingWritten() const;
     /// Runs `work` after each batch, when all of it has been reported.
     void afterBatch(std::function<void()> work) { afterBatch_ = std::move(work); }
-    /// Whether the last batch left any track out of the library.
+    /// Whether tracks were left out of the library that no re-check has brought in since.
     bool lostTracks() const { return lostTracks_; }
+    /// Tells how a re-check went. The origin journal is kept until none is missing any more.
+    void setLostTracks(bool lost);
 
     /// Hidden, or named as programs name what they have not finished (".part", ".crdownload" ...).
     static bool isPartial(std::string_view name);

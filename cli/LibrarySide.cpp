@@ -117,7 +117,7 @@ RecheckResult LibrarySide::recheck() {
     RecheckResult result = {counts.records, counts.addedAgain, counts.dropped, 0, counts.refused};
     importUnknownFiles(result);
     if (!group.end()) ++result.failed;
-    if (result.failed == 0) journal_.forgetAll();
+    door_.setLostTracks(result.failed > 0);
     return result;
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <chrono>
+
 #include "platform/Platform.hpp"
 #include "platform/linux/LibavMediaFramework.hpp"
 #include "platform/linux/LibplistPropertyLists.hpp"
@@ -12,10 +14,11 @@ namespace quillet {
 
 /// All ports of one root on Linux, in the order in which they need each other. Must outlive whatever uses `ports`.
 struct LinuxPlatform {
-    /// Opens the root's library for writing. Throws LibraryError.
-    LinuxPlatform(DevicePaths root, UvEventLoop::Watching watching)
+    /// Opens the root's library for writing; `busyLimit` as there. Throws LibraryError.
+    LinuxPlatform(DevicePaths root, UvEventLoop::Watching watching,
+                  std::chrono::milliseconds busyLimit = std::chrono::seconds(60))
         : paths(std::move(root)),
-          library(paths, SqliteMusicLibrary::Mode::readWrite),
+          library(paths, SqliteMusicLibrary::Mode::readWrite, busyLimit),
           loop(watching),
           messaging(paths, loop),
           ports{paths, library, media, messaging, loop, notifications, propertyLists} {}

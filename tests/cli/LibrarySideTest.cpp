@@ -1,6 +1,7 @@
 #include "cli/LibrarySide.hpp"
 
 #include <gmock/gmock.h>
+#include <sqlite3.h>
 
 #include "tests/TemporaryFolder.hpp"
 
@@ -37,12 +38,12 @@ class LibrarySideTest : public testing::Test {
     }
     std::vector<std::string> names() {
         std::vector<std::string> found;
-        platform.library.forEachTrack([&](const LibraryTrack& track) { found.push_back(track.origin->fileName); });
+        platform.library.forEachTrack([&](const LibraryTrack& track) { found.push_back(track.origin ? track.origin->fileName : ""); });
         return found;
     }
 
     test::TemporaryFolder root;
-    LinuxPlatform platform{DevicePaths(root.path()), UvEventLoop::Watching::kernel};
+    LinuxPlatform platform{DevicePaths(root.path()), UvEventLoop::Watching::kernel, std::chrono::milliseconds(50)};
     NotedReports reports;
     LibrarySide side{platform, reports};
 };
@@ -56,6 +57,10 @@ TEST_F(LibrarySideTest, WhatTheLibraryRefusesIsToldKeptAndImportedByTheNextReche
     EXPECT_TRUE(side.door().lostTracks());
     EXPECT_THAT(names(), IsEmpty());
 
+    const RecheckResult refused = side.recheck();
+    EXPECT_EQ(refused.addedAgain + refused.found, 0U);
+    EXPECT_GT(refused.failed, 0U);
+
     platform.library.setImportationEnabled(true);
     const RecheckResult result = side.recheck();
     // One record lay under "0", where the engine files what got no identifier; the other file had none.
@@ -64,6 +69,20 @@ TEST_F(LibrarySideTest, WhatTheLibraryRefusesIsToldKeptAndImportedByTheNextReche
     EXPECT_THAT(names(), testing::UnorderedElementsAre("song.m4a", "other.m4a"));
     EXPECT_THAT(list(DevicePaths::kImportDatabaseFolder), testing::Not(testing::Contains("Origins.jsonl")));
     EXPECT_EQ(side.recheck().found, 0U);
+}
+
+TEST_F(LibrarySideTest, ALibraryThatStaysLockedIsWaitedForOnceAndWhatItCannotTakeStaysInTheDropFolder) {
+    for (const char* name : {"a.m4a", "b.m4a", "c.m4a"}) drop(name);
+    sqlite3* other = nullptr;
+    ASSERT_EQ(sqlite3_open(at(SqliteMusicLibrary::kDatabase).c_str(), &other), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
+    side.importNow({"a.m4a", "b.m4a", "c.m4a"});
+    EXPECT_THAT(reports.notes, ElementsAre("a.m4a not taken"));
+    EXPECT_THAT(list(DevicePaths::kDropFolder), ElementsAre("b.m4a", "c.m4a"));
+    sqlite3_close(other);
+    side.importNow({"b.m4a", "c.m4a"});
+    side.recheck();
+    EXPECT_THAT(names(), testing::UnorderedElementsAre("a.m4a", "b.m4a", "c.m4a"));
 }
 
 TEST_F(LibrarySideTest, AFileOfTheMediaFolderThatIsNoAudioStaysThere) {

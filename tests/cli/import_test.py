@@ -191,6 +191,27 @@ class ImportTest(RootTest):
         for track in self.tracks():
             self.assertEqual(os.path.getsize(track["assetPath"]) > 20000, True)
 
+    @unittest.skipUnless(os.geteuid() == 0, "needs root to become nobody")
+    def test_what_cannot_be_read_in_a_folder_is_a_failure_with_its_reason(self):
+        self.base.chmod(0o755)
+        self.root.mkdir()
+        os.chown(self.root, 65534, 65534)
+        self.sample("bars.mp3")
+        os.chmod(self.sample("morning.m4a"), 0)
+        done = subprocess.run([BINARY, "--root", self.root, "import", self.files], user=65534, group=65534,
+                              extra_groups=[], capture_output=True, text=True)
+        self.assertEqual((done.returncode, done.stdout.count("imported")), (1, 1), done.stderr)
+        self.assertIn("morning.m4a: cannot be read: Permission denied", done.stderr)
+
+    def test_an_import_that_is_interrupted_while_it_takes_what_lay_there_ends(self):
+        self.drop_file(self.sample("morning.m4a"))
+        with subprocess.Popen([BINARY, "--root", self.root, "import", SAMPLES / "bars.mp3"], stdout=subprocess.PIPE,
+                              stderr=subprocess.PIPE, text=True) as process:
+            harness.wait_until(lambda: self.media.is_dir() and any(self.media.iterdir()), "its own batch")
+            process.terminate()
+            self.assertEqual(process.wait(harness.LONGEST), 130)
+            self.assertIn("bars.mp3: imported", process.stdout.read())
+
     def test_an_interrupted_import_ends_with_130_and_leaves_nothing_half_done(self):
         files = [self.sample("morning.m4a", f"{number}.m4a", number) for number in range(300)]
         process = subprocess.Popen([BINARY, "--root", self.root, "import", "--move", *files], stdout=subprocess.DEVNULL,
@@ -206,10 +227,14 @@ class ImportTest(RootTest):
 class OutputTest(RootTest):
     def test_a_closed_pipe_and_a_full_output_are_failures_without_a_crash(self):
         self.run_quillet("import", SAMPLES)
-        with open("/dev/full", "w") as full:
-            done = subprocess.run([BINARY, "--root", self.root, "library", "list"], stdout=full, stderr=subprocess.PIPE)
-        self.assertEqual(done.returncode, 1)
-        self.assertIn(b"standard output", done.stderr)
+        reading, writing = os.pipe()
+        os.close(reading)
+        for output in (writing, os.open("/dev/full", os.O_WRONLY)):
+            done = subprocess.run([BINARY, "--root", self.root, "library", "list"], stdout=output,
+                                  stderr=subprocess.PIPE)
+            os.close(output)
+            self.assertEqual(done.returncode, 1)
+            self.assertIn(b"standard output", done.stderr)
 
     def test_a_terminal_gets_an_aligned_table_that_fits(self):
         self.run_quillet("import", SAMPLES)

@@ -25,6 +25,9 @@ class DropTest(RootTest):
 
     def test_polling_sees_the_same(self):
         watch = self.watch("--poll")
+        files = [os.readlink(f"/proc/{watch.process.pid}/fd/{name}") for name in
+                 os.listdir(f"/proc/{watch.process.pid}/fd")]
+        self.assertNotIn("anon_inode:inotify", files)
         self.drop_file(self.sample("bars.mp3"))
         self.assertEqual(watch.events(1)[0]["file"], "bars.mp3")
 
