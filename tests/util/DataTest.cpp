@@ -15,9 +15,8 @@ Data dataOf(std::string_view text) {
 /// Bytes from their hexadecimal digits.
 Data fromHex(std::string_view digits) {
     std::vector<std::uint8_t> bytes;
-    for (std::size_t i = 0; i + 1 < digits.size(); i += 2) {
+    for (std::size_t i = 0; i + 1 < digits.size(); i += 2)
         bytes.push_back(static_cast<std::uint8_t>(std::stoi(std::string(digits.substr(i, 2)), nullptr, 16)));
-    }
     return Data(std::move(bytes));
 }
 
@@ -31,7 +30,7 @@ constexpr std::string_view kGzip =
     "1f8b08000000000002032bc957484a55c82f52c8cb2f5128017174144a32124b14328b8174aa4261696a7149667e9e15441245250075fe7159"
     "3c000000";
 
-TEST(Data, SharesItsStorageWithCopiesAndSlices) {
+TEST(Data, SharesItsStorageWithCopiesAndSlicesOfWhatLiesInside) {
     const Data data = dataOf("0123456789");
     const auto part = data.slice(2, 5);
     ASSERT_TRUE(part);
@@ -41,10 +40,6 @@ TEST(Data, SharesItsStorageWithCopiesAndSlices) {
     EXPECT_FALSE(part->isSameObject(data));
     EXPECT_FALSE(dataOf("0123456789").isSameObject(data));
     EXPECT_EQ(dataOf("0123456789"), data);
-}
-
-TEST(Data, SlicesOnlyWhatLiesInside) {
-    const Data data = dataOf("0123456789");
     constexpr std::size_t kMost = std::numeric_limits<std::size_t>::max();
     EXPECT_TRUE(data.slice(10, 0));
     EXPECT_TRUE(data.slice(0, 10));
@@ -54,13 +49,10 @@ TEST(Data, SlicesOnlyWhatLiesInside) {
     EXPECT_FALSE(data.slice(kMost, 1));
 }
 
-TEST(Data, InflatesWhatZlibWrote) {
-    EXPECT_EQ(fromHex(kZlib).inflate(), dataOf(kText));
-    EXPECT_EQ(fromHex("78da030000000001").inflate(), Data());  // the stream of an empty message
-}
-
-TEST(Data, InflatesNoPrefixAndNoOtherFormat) {
+TEST(Data, InflatesWhatZlibWroteAndNoPrefixAndNoOtherFormat) {
     const Data whole = fromHex(kZlib);
+    EXPECT_EQ(whole.inflate(), dataOf(kText));
+    EXPECT_EQ(fromHex("78da030000000001").inflate(), Data());  // the stream of an empty message
     for (std::size_t size = 1; size < whole.size(); ++size) EXPECT_FALSE(whole.slice(0, size)->inflate()) << size;
     for (std::size_t at = 0; at < whole.size(); ++at) {
         std::vector<std::uint8_t> bytes(whole.bytes().begin(), whole.bytes().end());
@@ -71,9 +63,6 @@ TEST(Data, InflatesNoPrefixAndNoOtherFormat) {
     EXPECT_FALSE(fromHex(kGzip).inflate());
     EXPECT_FALSE(fromHex("78bb00000001").inflate());  // asks for a dictionary
     EXPECT_FALSE(dataOf("x").inflate());              // the growth step of one byte is 0
-}
-
-TEST(Data, AnswersItselfWhenEmpty) {
     const Data empty = *dataOf("abc").slice(1, 0);
     EXPECT_TRUE(empty.inflate()->isSameObject(empty));
     EXPECT_TRUE(empty.deflate()->isSameObject(empty));

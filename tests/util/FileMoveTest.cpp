@@ -22,39 +22,23 @@ using test::contentOf;
 using test::TemporaryFolder;
 
 /// A small file system in memory, mounted on a folder of its own as long as it lives; only root can have one.
-class SmallFileSystem {
+class SmallFileSystem : public TemporaryFolder {
   public:
-    SmallFileSystem() : mounted_(mount("none", folder_.path().c_str(), "tmpfs", 0, "size=64k") == 0) {}
+    SmallFileSystem() : isMounted(mount("none", path().c_str(), "tmpfs", 0, "size=64k") == 0) {}
     ~SmallFileSystem() {
-        if (mounted_) umount2(folder_.path().c_str(), MNT_DETACH);
+        if (isMounted) umount2(path().c_str(), MNT_DETACH);
     }
-    bool isMounted() const { return mounted_; }
-    const TemporaryFolder& folder() const { return folder_; }
-    bool makeReadOnly() const {
-        return mount("none", folder_.path().c_str(), "tmpfs", MS_REMOUNT | MS_RDONLY, nullptr) == 0;
-    }
-
-  private:
-    TemporaryFolder folder_;
-    bool mounted_;
+    const bool isMounted;
 };
 
 /// A folder on the machine's memory file system.
-class MemoryFolder {
-  public:
-    MemoryFolder() {
-        char pattern[] = "/dev/shm/quillet-test-XXXXXX";
-        if (mkdtemp(pattern) != nullptr) path_ = pattern;
-    }
+struct MemoryFolder {
     ~MemoryFolder() {
         std::error_code ignored;
-        if (!path_.empty()) std::filesystem::remove_all(path_, ignored);
+        if (exists) std::filesystem::remove_all(path, ignored);
     }
-    const std::string& path() const { return path_; }
-    std::string operator/(std::string_view name) const { return path_ + "/" + std::string(name); }
-
-  private:
-    std::string path_;
+    char path[29] = "/dev/shm/quillet-test-XXXXXX";
+    const bool exists = mkdtemp(path) != nullptr;
 };
 
 /// Everything a caller could see of an entry, a folder with all that is in it: kind, mode, owner, modification time,
@@ -68,11 +52,9 @@ std::string portraitOf(const std::string& path) {
     if (lgetxattr(path.c_str(), "user.quillet", value, sizeof value) > 0) portrait += std::string("marked ") + value;
     if (S_ISREG(facts.st_mode)) portrait += contentOf(path);
     if (S_ISLNK(facts.st_mode)) portrait += std::filesystem::read_symlink(path).string();
-    if (S_ISDIR(facts.st_mode)) {
-        for (const std::string& name : listDirectory(path).value_or(Names{"unreadable"})) {
-            portrait += "\n" + name + ": " + portraitOf(path + "/" + name);
-        }
-    }
+    if (!S_ISDIR(facts.st_mode)) return portrait;
+    for (const std::string& name : listDirectory(path).value_or(Names{"unreadable"}))
+        portrait += "\n" + name + ": " + portraitOf(path + "/" + name);
     return portrait;
 }
 
@@ -106,26 +88,19 @@ struct Way {
     Status (*move)(const std::string& from, const std::string& to);
     bool acrossFileSystems;
 };
-const Way kWays[] = {
-    {"rename", moveItem, false},
-    {"link", renameByLink, false},
-    {"copy", moveItem, true},
-};
+const Way kWays[] = {{"rename", moveItem, false}, {"link", renameByLink, false}, {"copy", moveItem, true}};
 
 class FileMove : public testing::TestWithParam<Way> {
   protected:
     void SetUp() override {
         if (!GetParam().acrossFileSystems) return;
-        if (memory.path().empty() || factsOf(memory.path())->device == factsOf(disk.path())->device) {
+        if (!memory.exists || factsOf(memory.path)->device == factsOf(disk.path())->device)
             GTEST_SKIP() << "/dev/shm is no other file system than " << disk.path();
-        }
-        to = memory.path();
+        to = memory.path;
     }
-    const TemporaryFolder disk;
-    const TemporaryFolder second;
+    const TemporaryFolder disk, second;
     const MemoryFolder memory;
-    std::string from = disk.path();
-    std::string to = second.path();
+    std::string from = disk.path(), to = second.path();
 };
 
 TEST_P(FileMove, KeepsAllThatAnEntryIs) {
@@ -145,12 +120,10 @@ TEST_P(FileMove, KeepsAllThatAnEntryIs) {
 TEST_P(FileMove, GoesOverNothing) {
     const Names names = makeOneOfEach(from);
     makeOneOfEach(to);
-    const std::string before = portraitOf(to);
-    const std::string sourceBefore = portraitOf(from);
+    const std::string before = portraitOf(to), sourceBefore = portraitOf(from);
     for (const std::string& name : names) {
-        for (const std::string& taken : names) {
+        for (const std::string& taken : names)
             EXPECT_EQ(GetParam().move(from + "/" + name, to + "/" + taken).error(), EEXIST) << name << " to " << taken;
-        }
     }
     EXPECT_EQ(GetParam().move(from + "/absent", to + "/free").error(), ENOENT);
     EXPECT_EQ(GetParam().move(from + "/file", to + "/absent/file").error(), ENOENT);
@@ -194,54 +167,50 @@ INSTANTIATE_TEST_SUITE_P(Ways, FileMove, testing::ValuesIn(kWays), nameOf);
 INSTANTIATE_TEST_SUITE_P(Ways, FileMoveByCopy, testing::Values(kWays[2]), nameOf);
 INSTANTIATE_TEST_SUITE_P(Ways, FileCopy, testing::Values(kWays[0], kWays[2]), nameOf);
 
-TEST(FileMoveFailure, LeavesTheSourceWholeAndNothingElseOnAFullDisk) {
+class FileMoveFailure : public testing::Test {
+  protected:
+    void SetUp() override {
+        if (!small.isMounted) GTEST_SKIP() << "only root can mount a file system";
+    }
     const SmallFileSystem small;
-    if (!small.isMounted()) GTEST_SKIP() << "only root can mount a file system that is soon full";
     const TemporaryFolder disk;
-    makeOneOfEach(disk.path());
-    ASSERT_TRUE(createDirectories(disk / "tree/last").ok());
-    disk.write("tree/last/large", std::string(200000, 'x'));
-    const std::string old = small.folder().write("old", "old");
-    const std::string before = portraitOf(disk.path());
+};
 
-    const std::string large(200000, 'x');
-    const std::string target = small.folder() / "new";
+TEST_F(FileMoveFailure, LeavesTheSourceWholeAndNothingElseOnAFullDisk) {
+    makeOneOfEach(disk.path());
+    const std::string large(200000, 'x'), target = small / "new", old = small.write("old", "old");
+    ASSERT_TRUE(createDirectories(disk / "tree/last").ok());
+    disk.write("tree/last/large", large);
+    const std::string before = portraitOf(disk.path());
     EXPECT_EQ(moveItem(disk / "file", target).error(), ENOSPC);
     EXPECT_EQ(moveItem(disk / "tree", target).error(), ENOSPC);
     EXPECT_EQ(copyFile(disk / "file", target).error(), ENOSPC);
     EXPECT_EQ(writeFileAtomically(target, bytesOf(large)).error(), ENOSPC);
     EXPECT_EQ(writeFileAtomically(old, bytesOf(large)).error(), ENOSPC);
-    EXPECT_EQ(listDirectory(small.folder().path()), Names{"old"});
+    EXPECT_EQ(listDirectory(small.path()), Names{"old"});
     EXPECT_EQ(contentOf(old), "old");
     EXPECT_EQ(portraitOf(disk.path()), before);
 }
 
-TEST(FileMoveFailure, TakesTheCopyBackWhenTheSourceCannotGo) {
-    const SmallFileSystem small;
-    if (!small.isMounted()) GTEST_SKIP() << "only root can mount a file system that becomes read-only";
-    small.folder().write("file", "content");
-    ASSERT_TRUE(createDirectories(small.folder() / "tree/inner").ok());
-    ASSERT_TRUE(small.makeReadOnly());
-    const std::string before = portraitOf(small.folder().path());
-    const TemporaryFolder disk;
-    EXPECT_EQ(moveItem(small.folder() / "file", disk / "file").error(), EROFS);
-    EXPECT_EQ(moveItem(small.folder() / "tree", disk / "tree").error(), EROFS);
+TEST_F(FileMoveFailure, TakesTheCopyBackWhenTheSourceCannotGo) {
+    small.write("file", "content");
+    ASSERT_TRUE(createDirectories(small / "tree/inner").ok());
+    ASSERT_EQ(mount("none", small.path().c_str(), "tmpfs", MS_REMOUNT | MS_RDONLY, nullptr), 0);
+    const std::string before = portraitOf(small.path());
+    for (const char* name : {"file", "tree"}) EXPECT_EQ(moveItem(small / name, disk / name).error(), EROFS) << name;
     EXPECT_EQ(listDirectory(disk.path()), Names{});
-    EXPECT_EQ(portraitOf(small.folder().path()), before);
+    EXPECT_EQ(portraitOf(small.path()), before);
 }
 
-TEST(FileMoveFailure, LeavesAFolderThatHoldsAnotherFileSystem) {
-    const SmallFileSystem small;
-    if (!small.isMounted()) GTEST_SKIP() << "only root can mount a file system inside a folder";
-    small.folder().write("file", "content");
+TEST_F(FileMoveFailure, LeavesAFolderThatHoldsAnotherFileSystem) {
+    small.write("file", "content");
     // The target lies in what is moved: a copy would never come to its end.
-    const std::string whole(small.folder().path());
-    const TemporaryFolder disk;
-    ASSERT_TRUE(createDirectories(disk / "tree/mounted").ok());
-    ASSERT_EQ(mount(whole.c_str(), (disk / "tree/mounted").c_str(), nullptr, MS_BIND, nullptr), 0);
-    EXPECT_EQ(moveItem(disk / "tree", disk / "tree/mounted/tree").error(), EXDEV);
-    EXPECT_EQ(listDirectory(whole), Names{"file"});
-    EXPECT_EQ(umount2((disk / "tree/mounted").c_str(), MNT_DETACH), 0);
+    const std::string inner = disk / "tree/mounted";
+    ASSERT_TRUE(createDirectories(inner).ok());
+    ASSERT_EQ(mount(small.path().c_str(), inner.c_str(), nullptr, MS_BIND, nullptr), 0);
+    EXPECT_EQ(moveItem(disk / "tree", inner + "/tree").error(), EXDEV);
+    EXPECT_EQ(listDirectory(small.path()), Names{"file"});
+    EXPECT_EQ(umount2(inner.c_str(), MNT_DETACH), 0);
     EXPECT_EQ(listDirectory(disk / "tree"), Names{"mounted"});
 }
 

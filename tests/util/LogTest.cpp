@@ -8,7 +8,7 @@
 namespace quillet::util {
 namespace {
 
-TEST(Log, HandsLinesToTheSinkWithoutTheirBreaks) {
+TEST(Log, HandsLinesWithoutTheirBreaksToTheSinkOrToStandardError) {
     std::vector<std::string> lines;
     setLogSink([&](std::string_view line) { lines.emplace_back(line); });
     log("Writing failed.\n\r");
@@ -16,9 +16,6 @@ TEST(Log, HandsLinesToTheSinkWithoutTheirBreaks) {
     log("\n");
     setLogSink({});
     EXPECT_EQ(lines, (std::vector<std::string>{"Writing failed.", "two\nlines", ""}));
-}
-
-TEST(Log, WritesALineToStandardErrorWithoutASink) {
     testing::internal::CaptureStderr();
     log("Nothing to read.\n\r");
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "Nothing to read.\n");

@@ -24,31 +24,23 @@ std::string finished(md5_state_t& state) {
     return util::hexadecimal(digest);
 }
 
-std::string digestOf(Bytes bytes) {
-    md5_state_t state;
-    md5_init(&state);
-    append(state, bytes);
-    return finished(state);
-}
-
-struct Vector {
-    const char* message;
-    const char* digest;
-};
-const Vector kTestSuite[] = {
-    // RFC 1321, A.5
-    {"", "d41d8cd98f00b204e9800998ecf8427e"},
-    {"a", "0cc175b9c0f1b6a831c399e269772661"},
-    {"abc", "900150983cd24fb0d6963f7d28e17f72"},
-    {"message digest", "f96b697d7cb7938d525a2f31aaf161d0"},
-    {"abcdefghijklmnopqrstuvwxyz", "c3fcd3d76192e4007dfb496cca67e13b"},
-    {"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789", "d174ab98d277d9f5a5611c2c9f419d9f"},
-    {"12345678901234567890123456789012345678901234567890123456789012345678901234567890",
-     "57edf4a22be3c955ac49da2e2107b67a"},
-};
-
 TEST(Md5, GivesTheStandardsOwnDigests) {
-    for (const Vector& vector : kTestSuite) EXPECT_EQ(digestOf(util::bytesOf(vector.message)), vector.digest);
+    const std::pair<const char*, const char*> kVectors[] = {
+        // RFC 1321, A.5
+        {"", "d41d8cd98f00b204e9800998ecf8427e"},
+        {"a", "0cc175b9c0f1b6a831c399e269772661"},
+        {"abc", "900150983cd24fb0d6963f7d28e17f72"},
+        {"message digest", "f96b697d7cb7938d525a2f31aaf161d0"},
+        {"abcdefghijklmnopqrstuvwxyz", "c3fcd3d76192e4007dfb496cca67e13b"},
+        {"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789", "d174ab98d277d9f5a5611c2c9f419d9f"},
+        {"12345678901234567890123456789012345678901234567890123456789012345678901234567890",
+         "57edf4a22be3c955ac49da2e2107b67a"}};
+    for (const auto& [message, digest] : kVectors) {
+        md5_state_t state;
+        md5_init(&state);
+        append(state, util::bytesOf(message));
+        EXPECT_EQ(finished(state), digest);
+    }
 }
 
 TEST(Md5, GivesOneDigestHoweverTheBytesAreCut) {
@@ -91,15 +83,6 @@ TEST(Md5, CountsBitsBeyond32) {
     EXPECT_EQ(state.count[1], 1U);
     EXPECT_EQ(finished(state), "ea3b62c6b93cb3625a1fd76777985f5a");  // as md5sum has it
     munmap(zeros, kSize);
-}
-
-TEST(Md5, CarriesTheLowWordOfTheCountIntoTheHighOne) {
-    md5_state_t state;
-    md5_init(&state);
-    state.count[0] = 0xfffffff8;  // as after 2^29 - 1 bytes
-    append(state, util::bytesOf("ab"));
-    EXPECT_EQ(state.count[0], 8U);
-    EXPECT_EQ(state.count[1], 1U);
 }
 
 }  // namespace

@@ -7,17 +7,15 @@
 namespace quillet::util {
 namespace {
 
-const PropertyValue kOneOfEach[] = {
-    "1",
-    true,
-    std::int32_t{1},
-    std::uint64_t{2},
-    1.0,
-    PropertyDate{1.0},
-    Data::copyOf(bytesOf("1")),
-    PropertyArray{PropertyValue(1)},
-    PropertyDictionary{{"1", PropertyValue(1)}},
-};
+const PropertyValue kOneOfEach[] = {"1",
+                                    true,
+                                    std::int32_t{1},
+                                    std::uint64_t{2},
+                                    1.0,
+                                    PropertyDate{1.0},
+                                    Data::copyOf(bytesOf("1")),
+                                    PropertyArray{PropertyValue(1)},
+                                    PropertyDictionary{{"1", PropertyValue(1)}}};
 
 TEST(PropertyValue, KeepsTheTypeItWasMadeWith) {
     for (std::size_t i = 0; i < std::size(kOneOfEach); ++i) {
@@ -42,7 +40,7 @@ TEST(PropertyValue, ComparesWholeNumbersByValueWhateverTheirSign) {
     EXPECT_FALSE(PropertyValue(std::uint64_t{1}) == PropertyValue(true));
 }
 
-TEST(PropertyValue, GivesTextAndWholeNumbersAsStrings) {
+TEST(PropertyValue, GivesTextAndWholeNumbersAsStringsAndIsFoundByItsKey) {
     EXPECT_EQ(PropertyValue("2009").stringValue(), "2009");
     EXPECT_EQ(PropertyValue(INT64_MIN).stringValue(), "-9223372036854775808");
     EXPECT_EQ(PropertyValue(UINT64_MAX).stringValue(), "18446744073709551615");
@@ -50,9 +48,6 @@ TEST(PropertyValue, GivesTextAndWholeNumbersAsStrings) {
         const bool speaks = value.text() || value.signedInteger() || value.unsignedInteger();
         EXPECT_EQ(value.stringValue().has_value(), speaks);
     }
-}
-
-TEST(PropertyValue, IsFoundByItsKey) {
     const PropertyDictionary dictionary{{"year", PropertyValue("2009")}};
     ASSERT_NE(find(dictionary, "year"), nullptr);
     EXPECT_EQ(*find(dictionary, "year"), PropertyValue("2009"));
