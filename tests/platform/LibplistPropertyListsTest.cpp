@@ -2,8 +2,8 @@
 
 #include <gmock/gmock.h>
 
-#include <bit>
 #include <cmath>
+#include <cstdint>
 #include <limits>
 
 #include "tests/TemporaryFolder.hpp"
@@ -11,6 +11,7 @@
 namespace quillet {
 namespace {
 
+using namespace std::string_literals;
 using util::PropertyArray;
 using util::PropertyDate;
 using util::PropertyDictionary;
@@ -25,98 +26,50 @@ std::optional<PropertyValue> read(std::string_view text) {
     return LibplistPropertyLists::parsed(util::bytesOf(text));
 }
 
-PropertyValue nested(int depth, bool dictionaries) {
+PropertyValue nested(int depth, bool dictionaries = false) {
     PropertyValue value(1);
     for (int i = 0; i < depth; ++i)
         value = dictionaries ? PropertyValue(PropertyDictionary{{"k", value}}) : PropertyValue(PropertyArray{value});
     return value;
 }
 
-enum class Form { xml, binary };
+std::string xml(const std::string& content) {
+    return "<plist version=\"1.0\">" + content + "</plist>";
+}
 
 TEST(LibplistPropertyLists, EveryValueIsReadAsItWasWritten) {
-    struct Case {
-        PropertyValue value;
-        Form form;
+    const PropertyArray oneOfEach{1, "1", true, 1.0, PropertyDate{1}, -1, PropertyArray{PropertyArray{}}};
+    const PropertyArray asXml[] = {
+        {"", " <a> & \"b\" ]]> &amp; \t\n", "Ünï \xF0\x9F\x98\x80", true, false},
+        {0, -1, 4294967295U, INT64_MIN, INT64_MAX},
+        {0.1, 1.0, 5e-324, -1.7976931348623157e308, std::numeric_limits<double>::infinity()},
+        {PropertyDate{0}, PropertyDate{-978307201}, PropertyDate{2147483647}, PropertyDate{-2147483647}},
+        {util::Data(), util::Data::copyOf(util::bytesOf("\0\xFF bplist"s)), PropertyArray{}, oneOfEach},
+        {PropertyDictionary{}, nested(63), nested(63, true)},
+        {PropertyDictionary{{"", 1}, {" ", 2}, {"a<b>&", PropertyDictionary{{"", ""}}}, {"ä", "ö"}}}};
+    const PropertyArray asBinary[] = {
+        {"carriage\rreturn", "\x01\x1F", "a\0b"s, "ä\0"s, "\xEF\xBF\xBF"},
+        {std::uint64_t{1} << 63, UINT64_MAX, PropertyDate{2147483648}, PropertyDate{0.1}, PropertyDate{-1e15}},
+        {PropertyArray{"\x01", UINT64_MAX, oneOfEach, PropertyArray{}, oneOfEach},
+         PropertyArray{UINT64_MAX, std::uint64_t{1} << 63, std::string(300, 'x'), UINT64_MAX, std::string(70000, 'y')},
+         PropertyDictionary{{"\x02", "\x03"}, {"ä", "\x04ö"}}}};
+    const auto check = [](const PropertyArray& values, bool isBinary) {
+        for (const PropertyValue& value : values) {
+            const std::string bytes = written(value);
+            EXPECT_EQ(bytes.starts_with("bplist00"), isBinary) << bytes;
+            EXPECT_EQ(read(bytes), value) << bytes;
+            EXPECT_EQ(read(written(PropertyArray{value, "\x01"})), (PropertyArray{value, "\x01"})) << bytes;
+        }
     };
-    const Case cases[] = {
-        {"", Form::xml},
-        {" <a> & \"b\" ]]> &amp; \t\n", Form::xml},
-        {"Ünï \xF0\x9F\x98\x80", Form::xml},
-        {"carriage\rreturn", Form::binary},
-        {"\x01\x1F", Form::binary},
-        {std::string("a\0b", 3), Form::binary},
-        {std::string("ä\0", 3), Form::binary},
-        {"\xEF\xBF\xBF", Form::binary},
-        {0, Form::xml},
-        {-1, Form::xml},
-        {4294967295U, Form::xml},
-        {std::numeric_limits<std::int64_t>::min(), Form::xml},
-        {std::numeric_limits<std::int64_t>::max(), Form::xml},
-        {std::uint64_t{1} << 63, Form::binary},
-        {~std::uint64_t{0}, Form::binary},
-        {true, Form::xml},
-        {false, Form::xml},
-        {0.1, Form::xml},
-        {1.0, Form::xml},
-        {5e-324, Form::xml},
-        {-1.7976931348623157e308, Form::xml},
-        {std::numeric_limits<double>::infinity(), Form::xml},
-        {PropertyDate{0}, Form::xml},
-        {PropertyDate{-978307201}, Form::xml},
-        {PropertyDate{2147483647}, Form::xml},
-        {PropertyDate{-2147483647}, Form::xml},
-        {PropertyDate{2147483648}, Form::binary},
-        {PropertyDate{0.1}, Form::binary},
-        {PropertyDate{-1e15}, Form::binary},
-        {util::Data(), Form::xml},
-        {util::Data::copyOf(util::bytesOf(std::string("\0\xFF bplist", 9))), Form::xml},
-        {PropertyArray{}, Form::xml},
-        {PropertyArray{1, "1", true, 1.0, PropertyDate{1}, -1, PropertyArray{PropertyArray{}}}, Form::xml},
-        {PropertyArray{"\x01",
-                       1,
-                       "1",
-                       true,
-                       1.0,
-                       PropertyDate{1},
-                       -1,
-                       ~std::uint64_t{0},
-                       1,
-                       "1",
-                       true,
-                       1.0,
-                       PropertyDate{1},
-                       -1,
-                       ~std::uint64_t{0},
-                       std::uint64_t{1} << 63,
-                       PropertyArray{},
-                       PropertyArray{},
-                       std::string(300, 'x'),
-                       std::string(70000, 'y')},
-         Form::binary},
-        {PropertyDictionary{}, Form::xml},
-        {PropertyDictionary{{"", 1}, {" ", 2}, {"a<b>&", PropertyDictionary{{"", ""}}}, {"ä", "ö"}}, Form::xml},
-        {PropertyDictionary{{"\x02", "\x03"}, {"ä", "\x04ö"}}, Form::binary},
-        {nested(63, false), Form::xml},
-        {nested(63, true), Form::xml},
-    };
-    int index = 0;
-    for (const Case& each : cases) {
-        SCOPED_TRACE(index++);
-        const std::string bytes = written(each.value);
-        EXPECT_EQ(bytes.starts_with("bplist00"), each.form == Form::binary);
-        EXPECT_EQ(read(bytes), each.value) << bytes;
-        EXPECT_EQ(read(written(PropertyArray{each.value, "\x01"})), (PropertyArray{each.value, "\x01"}));
-    }
+    for (const PropertyArray& values : asXml) check(values, false);
+    for (const PropertyArray& values : asBinary) check(values, true);
     // What == does not tell apart, and what it never finds equal.
     EXPECT_TRUE(std::signbit(*read(written(-0.0))->real()));
     EXPECT_TRUE(std::isnan(*read(written(std::nan("")))->real()));
     EXPECT_TRUE(std::isnan(read(written(PropertyDate{std::nan("")}))->date()->seconds));
     EXPECT_NE(read(written(~std::uint64_t{0}))->unsignedInteger(), nullptr);
     EXPECT_EQ(read(written(true))->signedInteger(), nullptr);
-}
-
-TEST(LibplistPropertyLists, TextThatNoListCanHoldIsWrittenWithReplacementCharacters) {
+    // Text that no list can hold is written with replacement characters.
     EXPECT_EQ(read(written("a\xFF")), PropertyValue("a\xEF\xBF\xBD"));
     EXPECT_EQ(read(written(PropertyDictionary{{std::string("a\0", 2), 1}})),
               PropertyValue(PropertyDictionary{{"a\xEF\xBF\xBD", 1}}));
@@ -124,42 +77,36 @@ TEST(LibplistPropertyLists, TextThatNoListCanHoldIsWrittenWithReplacementCharact
 }
 
 TEST(LibplistPropertyLists, DepthIsBoundedBothWays) {
-    EXPECT_EQ(written(nested(65, false)), "refused");
-    EXPECT_EQ(written(nested(65, true)), "refused");
+    for (const bool dictionaries : {false, true}) EXPECT_EQ(written(nested(65, dictionaries)), "refused");
     for (const int depth : {64, 65, 1'000'000}) {
-        std::string xml = "<plist version=\"1.0\">";
-        for (int i = 0; i < depth; ++i) xml += "<array>";
-        for (int i = 0; i < depth; ++i) xml += "</array>";
-        EXPECT_EQ(read(xml + "</plist>").has_value(), depth == 64) << depth;
+        std::string arrays;
+        for (int i = 0; i < depth; ++i) arrays += "<array>";
+        for (int i = 0; i < depth; ++i) arrays += "</array>";
+        EXPECT_EQ(read(xml(arrays)).has_value(), depth == 64) << depth;
         // Each object an array of the next one.
-        std::string objects = "bplist00";
-        std::string offsets;
-        const auto number = [](std::size_t value) {
-            return std::string{static_cast<char>(value >> 24), static_cast<char>(value >> 16),
-                               static_cast<char>(value >> 8), static_cast<char>(value)};
+        std::string objects = "bplist00", offsets;
+        const auto number = [](std::size_t value, int size = 4) {
+            std::string bytes(static_cast<std::size_t>(size), '\0');
+            for (; value != 0; value >>= 8) bytes[static_cast<std::size_t>(--size)] = static_cast<char>(value);
+            return bytes;
         };
         for (int i = 0; i < depth; ++i) {
             offsets += number(objects.size());
             objects += i + 1 == depth ? "\xA0" : "\xA1" + number(static_cast<std::size_t>(i) + 1);
         }
-        const std::string eight(4, '\0');
-        EXPECT_EQ(read(objects + offsets + std::string("\0\0\0\0\0\0\4\4", 8) + eight +
-                       number(static_cast<std::size_t>(depth)) + eight + number(0) + eight + number(objects.size()))
-                      .has_value(),
-                  depth == 64)
-            << depth;
+        const std::string tail = "\0\0\0\0\0\0\4\4"s + number(static_cast<std::size_t>(depth), 8) + number(0, 8);
+        EXPECT_EQ(read(objects + offsets + tail + number(objects.size(), 8)).has_value(), depth == 64) << depth;
     }
 }
 
 TEST(LibplistPropertyLists, WhatIsNoSoundListIsRefused) {
-    const auto binary = [](std::string objects, std::string offsets, int count) {
-        const std::string tail = std::string("\0\0\0\0\0\0\1\1\0\0\0\0\0\0\0", 15) + static_cast<char>(count) +
-                                 std::string(8, '\0') + std::string(7, '\0') + static_cast<char>(8 + objects.size());
-        return "bplist00" + objects + offsets + tail;
+    const auto binary = [](const std::string& objects, const std::string& offsets = "\x08") {
+        const auto number = [](std::size_t value) { return std::string(7, '\0') + static_cast<char>(value); };
+        return "bplist00" + objects + offsets + "\0\0\0\0\0\0\1\1"s + number(offsets.size()) + number(0) +
+               number(8 + objects.size());
     };
-    ASSERT_EQ(read(binary("\x10\x05", "\x08", 1)), PropertyValue(5));
-    std::string laughs;  // each array holds the next one fifteen times
-    std::string laughOffsets;
+    ASSERT_EQ(read(binary("\x10\x05")), PropertyValue(5));
+    std::string laughs, laughOffsets;  // each array holds the next one fifteen times
     for (char i = 0; i < 12; ++i) {
         laughOffsets += static_cast<char>(8 + laughs.size());
         laughs += "\xAF\x10\x0F" + std::string(15, static_cast<char>(i + 1));
@@ -171,28 +118,27 @@ TEST(LibplistPropertyLists, WhatIsNoSoundListIsRefused) {
         "bplist00",
         "no list",
         "<plist version=\"1.0\">",
-        "<plist version=\"1.0\"><dict></plist>",
-        "<plist version=\"1.0\"><array><integer>1</array></integer></plist>",
-        "<plist version=\"1.0\"><array><!--><array>--></array></plist>",
-        "<plist version=\"1.0\"><string><array></array></string></plist>",
-        "<!DOCTYPE plist [<!ENTITY a \"&b;&b;\">]><plist version=\"1.0\"><string>&a;</string></plist>",
-        "<plist version=\"1.0\"><unknown/></plist>",
-        binary("\xA1", "\x08", 1),                                      // a reference beyond the objects
-        binary(std::string("\xA1\x00", 2), "\x08", 1),                  // an array in itself
-        binary(std::string("\xA1\x07", 2), "\x08", 1),                  // no such object
-        binary("\x5F\x13\x7F\xFF\xFF\xFF\xFF\xFF\xFF\xFF", "\x08", 1),  // a text of 2^63 bytes
-        binary("\x6F\x13\x80\x00\x00\x00\x00\x00\x00\x01", "\x08", 1),  // twice that wraps around
-        binary("\xDF\x13\x80\x00\x00\x00\x00\x00\x00\x00", "\x08", 1),
-        binary(std::string("\xD1\x01\x01\x09", 4), "\x08\x0B", 2),      // a key that is no text
-        binary(std::string("\xD1\x01\x01\x51\x00", 5), "\x08\x0B", 2),  // NUL in a key
-        binary(std::string("\xD1\x01\x01\x61\x00\x00", 6), "\x08\x0B", 2),
-        "<plist version=\"1.0\"><dict><key>a&#x00;b</key><true/></dict></plist>",
-        binary("\x17", "\x08", 1),         // a whole number of 128 bytes
-        binary("\x80\x01", "\x08", 1),     // a type that no list of ours has
-        binary(laughs, laughOffsets, 13),  // 15^12 values in 300 bytes
+        xml("<dict>"),
+        xml("<array><integer>1</array></integer>"),
+        xml("<array><!--><array>--></array>"),
+        xml("<string><array></array></string>"),
+        "<!DOCTYPE plist [<!ENTITY a \"&b;&b;\">]>" + xml("<string>&a;</string>"),
+        xml("<unknown/>"),
+        xml("<dict><key>a&#x00;b</key><true/></dict>"),
+        binary("\xA1"),                                       // a reference beyond the objects
+        binary("\xA1\x00"s),                                  // an array in itself
+        binary("\xA1\x07"),                                   // no such object
+        binary("\x5F\x13\x7F\xFF\xFF\xFF\xFF\xFF\xFF\xFF"),   // a text of 2^63 bytes
+        binary("\x6F\x13\x80\x00\x00\x00\x00\x00\x00\x01"s),  // twice that wraps around
+        binary("\xDF\x13\x80\x00\x00\x00\x00\x00\x00\x00"s),
+        binary("\xD1\x01\x01\x09", "\x08\x0B"),       // a key that is no text
+        binary("\xD1\x01\x01\x51\x00"s, "\x08\x0B"),  // NUL in a key
+        binary("\xD1\x01\x01\x61\x00\x00"s, "\x08\x0B"),
+        binary("\x17"),                // a whole number of 128 bytes
+        binary("\x80\x01"),            // a type that no list of ours has
+        binary(laughs, laughOffsets),  // 15^12 values in 300 bytes
     };
     for (const std::string& each : cases) EXPECT_EQ(read(each), std::nullopt) << each;
-
     const std::string good = written(PropertyDictionary{{"\x01", PropertyArray{1, "text", 1.5, PropertyDate{0.5}}}});
     for (std::size_t size = 0; size < good.size(); ++size) EXPECT_EQ(read(good.substr(0, size)), std::nullopt) << size;
 }
@@ -211,7 +157,7 @@ TEST(LibplistPropertyLists, FilesAreReplacedWholeAndOnlyDictionariesAreRead) {
         EXPECT_EQ(test::contentOf(other), "old");  // not written into
         EXPECT_EQ(lists.dictionaryWithContentsOfFile(path), dictionary);
     }
-    EXPECT_FALSE(lists.writeToFile({{"deep", nested(64, false)}}, path, true));
+    EXPECT_FALSE(lists.writeToFile({{"deep", nested(64)}}, path, true));
     EXPECT_FALSE(lists.writeToFile(dictionary, folder / "none/list.plist", true));
     EXPECT_EQ(lists.dictionaryWithContentsOfFile(path), dictionary);
     folder.write("list.plist", written(PropertyArray{1}));
@@ -219,13 +165,12 @@ TEST(LibplistPropertyLists, FilesAreReplacedWholeAndOnlyDictionariesAreRead) {
 }
 
 TEST(LibplistPropertyLists, ListsOfOtherProgramsAreRead) {
-    const PropertyDictionary expected{{"name", "Ä & B"}, {"list", PropertyArray{1, true}}};
     EXPECT_EQ(
         read("\xEF\xBB\xBF<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST "
              "1.0//EN\" \"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n<!-- a <dict> in a comment -->\n"
              "<plist version=\"1.0\">\n<dict>\n<key>name</key><string>Ä <![CDATA[& B]]></string>\n"
              "<key>list</key><array><integer>1</integer><true/></array></dict></plist>\n"),
-        PropertyValue(expected));
+        PropertyValue(PropertyDictionary{{"name", "Ä & B"}, {"list", PropertyArray{1, true}}}));
 }
 
 }  // namespace

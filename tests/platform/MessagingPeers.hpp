@@ -65,21 +65,23 @@ class Child {
 /// A pipe over which one process tells another that it is so far.
 class Gate {
   public:
-    Gate() { EXPECT_EQ(::pipe(ends_), 0); }
-    ~Gate() {
-        ::close(ends_[0]);
-        ::close(ends_[1]);
+    Gate() {
+        int ends[2] = {-1, -1};
+        EXPECT_EQ(::pipe(ends), 0);
+        in_ = util::FileDescriptor(ends[1]);
+        out_ = util::FileDescriptor(ends[0]);
     }
-    void open(int howMany = 1) {
-        for (; howMany > 0; --howMany) EXPECT_EQ(::write(ends_[1], "", 1), 1);
+    void open(std::size_t howMany = 1) {
+        const std::string bytes(howMany, '.');
+        EXPECT_EQ(::write(in_.number(), bytes.data(), howMany), std::ssize(bytes));
     }
     void pass() {
         char byte = 0;
-        EXPECT_EQ(::read(ends_[0], &byte, 1), 1);
+        EXPECT_EQ(::read(out_.number(), &byte, 1), 1);
     }
 
   private:
-    int ends_[2] = {-1, -1};
+    util::FileDescriptor in_, out_;
 };
 
 /// Another process that serves the center, from the constructor's end on.
@@ -90,27 +92,21 @@ class ServingChild {
 
   private:
     int serve(const std::string& root) {
+        using Answer = std::optional<util::PropertyDictionary>;
         Center center(root);
         int heard = 0;
         if (!center->runServerOnCurrentThread()) return 1;
-        center->registerForMessageName("replaced",
-                                       [](auto&, auto*) { return util::PropertyDictionary{{"first", true}}; });
-        center->registerForMessageName("replaced",
-                                       [](auto&, auto*) { return util::PropertyDictionary{{"second", true}}; });
-        center->registerForMessageName("count",
-                                       [&](auto& name, auto*) { return util::PropertyDictionary{{name, ++heard}}; });
-        center->registerForMessageName("nothing", [](auto&, auto*) { return std::nullopt; });
-        center->registerForMessageName("repeat", [](auto&, auto* userInfo) {
-            return userInfo != nullptr ? *userInfo : util::PropertyDictionary{{"none", true}};
-        });
-        center->registerForMessageName("die", [](auto&, auto*) -> std::optional<util::PropertyDictionary> {
-            ::raise(SIGKILL);
-            return std::nullopt;
-        });
-        center->registerForMessageName("stop", [&](auto&, auto*) {
+        const auto answer = [&](const char* name, auto handler) { center->registerForMessageName(name, handler); };
+        answer("replaced", [](auto&, auto*) { return Answer({{"first", true}}); });
+        answer("replaced", [](auto&, auto*) { return Answer({{"second", true}}); });
+        answer("count", [&](auto& name, auto*) { return Answer({{name, ++heard}}); });
+        answer("nothing", [](auto&, auto*) { return std::nullopt; });
+        answer("repeat", [](auto&, auto* sent) { return sent != nullptr ? *sent : *Answer({{"none", true}}); });
+        answer("die", [](auto&, auto*) { return ::raise(SIGKILL), Answer(); });
+        answer("stop", [&](auto&, auto*) {
             center->stopServer();
             center.loop.stop();
-            return util::PropertyDictionary{{"stopped", true}};
+            return Answer({{"stopped", true}});
         });
         ready_.open();
         center.loop.run();

@@ -9,17 +9,19 @@
 
 #include <algorithm>
 #include <csignal>
-#include <limits>
+#include <cstdint>
 #include <map>
 #include <set>
 
 #include "tests/TemporaryFolder.hpp"
 #include "util/FilePath.hpp"
 #include "util/Log.hpp"
+#include "util/Text.hpp"
 
 namespace quillet {
 namespace {
 
+using namespace std::string_literals;
 using std::chrono::milliseconds;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -28,28 +30,29 @@ using util::PropertyDictionary;
 using util::PropertyValue;
 using Mode = SqliteMusicLibrary::Mode;
 
-/// A connection of somebody else.
-class Connection {
-  public:
-    explicit Connection(const std::string& path) { sqlite3_open(path.c_str(), &database_); }
-    ~Connection() { sqlite3_close(database_); }
-    /// The columns of all rows, each as text.
-    std::vector<std::string> run(const std::string& sql) {
-        std::vector<std::string> values;
-        const auto take = [](void* to, int count, char** columns, char**) {
-            for (int i = 0; i < count; ++i)
-                static_cast<std::vector<std::string>*>(to)->emplace_back(columns[i] == nullptr ? "NULL" : columns[i]);
-            return 0;
-        };
-        char* message = nullptr;
-        if (sqlite3_exec(database_, sql.c_str(), take, &values, &message) != SQLITE_OK) ADD_FAILURE() << message;
-        sqlite3_free(message);
-        return values;
-    }
+/// What another connection gets: the columns of all rows, each as text.
+std::vector<std::string> run(sqlite3* database, const std::string& sql) {
+    std::vector<std::string> values;
+    const auto take = [](void* to, int count, char** columns, char**) {
+        auto& taken = *static_cast<std::vector<std::string>*>(to);
+        for (int i = 0; i < count; ++i) taken.emplace_back(columns[i] == nullptr ? "NULL" : columns[i]);
+        return 0;
+    };
+    EXPECT_EQ(sqlite3_exec(database, sql.c_str(), take, &values, nullptr), SQLITE_OK) << sqlite3_errmsg(database);
+    return values;
+}
 
-  private:
-    sqlite3* database_ = nullptr;
-};
+std::vector<std::string> run(const std::string& path, const std::string& sql) {
+    sqlite3* database = nullptr;
+    sqlite3_open(path.c_str(), &database);
+    auto values = run(database, sql);
+    sqlite3_close(database);
+    return values;
+}
+
+util::Data dataOf(std::string_view text) {
+    return util::Data::copyOf(util::bytesOf(text));
+}
 
 /// The content of every file under `folder`, by path.
 std::map<std::string, std::string> everythingUnder(const std::string& folder) {
@@ -75,43 +78,22 @@ class SqliteMusicLibraryTest : public testing::Test {
         return util::pathIn(paths_.at(DevicePaths::kMediaFolder), name);
     }
     /// The identifier; 0 where the import failed. Fails the test where the completion did not run once.
-    static std::uint64_t import(SqliteMusicLibrary& library, TrackImport track) {
+    static std::uint64_t importAt(SqliteMusicLibrary& library, const std::string& path, PropertyDictionary values = {},
+                                  std::string_view image = "") {
+        const auto track = std::make_shared<TrackImport>();
+        track->mediaType = 8;
+        track->assetFilePath = path;
+        track->values = std::move(values);
+        if (!image.empty()) track->artworkData = dataOf(image);
         std::vector<std::pair<std::uint32_t, std::uint64_t>> answers;
-        track.mediaType = 8;
-        library.importTrack(std::make_shared<TrackImport>(std::move(track)),
-                            [&](std::uint32_t status, std::uint64_t id) { answers.emplace_back(status, id); });
+        library.importTrack(track, [&](std::uint32_t status, std::uint64_t id) { answers.emplace_back(status, id); });
         EXPECT_EQ(answers.size(), 1U);
         EXPECT_EQ(answers.at(0).first == 0, answers.at(0).second != 0);
         return answers.at(0).second;
     }
     std::uint64_t import(SqliteMusicLibrary& library, const std::string& name, PropertyDictionary values = {},
                          std::string_view image = "") const {
-        TrackImport track;
-        track.assetFilePath = mediaPath(name);
-        track.values = std::move(values);
-        if (!image.empty()) track.artworkData = util::Data::copyOf(util::bytesOf(image));
-        return import(library, std::move(track));
-    }
-    /// Runs `work` in a process of its own that is killed when it calls `die`; what it hands to `die` comes back.
-    template <typename Work>
-    static std::vector<std::uint64_t> inKilledProcess(Work work) {
-        int ends[2] = {-1, -1};
-        EXPECT_EQ(pipe(ends), 0);
-        const pid_t child = fork();
-        if (child == 0) {
-            work([&ends](const std::vector<std::uint64_t>& words) {
-                const auto size = words.size() * sizeof(std::uint64_t);
-                if (write(ends[1], words.data(), size) != static_cast<ssize_t>(size)) _exit(1);
-                kill(getpid(), SIGKILL);
-            });
-            _exit(1);
-        }
-        close(ends[1]);
-        std::vector<std::uint64_t> words;
-        for (std::uint64_t word = 0; read(ends[0], &word, sizeof word) == sizeof word;) words.push_back(word);
-        close(ends[0]);
-        waitpid(child, nullptr, 0);
-        return words;
+        return importAt(library, mediaPath(name), std::move(values), image);
     }
 
     test::TemporaryFolder folder_;
@@ -126,53 +108,28 @@ PropertyValue nested(int depth) {
     return value;
 }
 
+constexpr std::string_view kAddresses =
+    "item_extra.title item_artist.item_artist album.album album_artist.album_artist item_extra.total_time_ms "
+    "track_number item_extra.track_count disc_number item_extra.disc_count item_extra.year";
+
 TEST_F(SqliteMusicLibraryTest, EveryValueComesBackAsItWasUnderEveryKey) {
-    const PropertyValue values[] = {"",
-                                    "2009",
-                                    "Ünïcödé \xF0\x9F\x98\x80",
-                                    std::string("a\0b", 3),
-                                    "\xFF not UTF-8",
-                                    2009,
-                                    0,
-                                    -1,
-                                    4294967295U,
-                                    std::numeric_limits<std::int64_t>::min(),
-                                    std::uint64_t{1} << 63,
-                                    ~std::uint64_t{0},
-                                    true,
-                                    false,
-                                    1.0,
-                                    -0.25,
-                                    1e300,
-                                    util::PropertyDate{0.125},
-                                    util::PropertyDate{1e11},
-                                    util::Data::copyOf(util::bytesOf("\x01\x02")),
-                                    util::Data(),
-                                    util::PropertyArray{1, "1", true, util::PropertyArray{}},
-                                    nested(64),
-                                    PropertyDictionary{{"a", 1}, {"\x01", PropertyDictionary{{"", -7}}}}};
-    const char* const keys[] = {"item_extra.title",
-                                "item_artist.item_artist",
-                                "album.album",
-                                "album_artist.album_artist",
-                                "item_extra.total_time_ms",
-                                "track_number",
-                                "item_extra.track_count",
-                                "disc_number",
-                                "item_extra.disc_count",
-                                "item_extra.year",
-                                "unknown",
-                                "",
-                                "item_pid",
-                                "item_extra.asset_path",
-                                "x'); DROP TABLE item; --"};
+    util::PropertyArray values = {"",   "2009", "Ünï 😀",   "a\0b"s,   "\xFF",     2009, 0,    -1,
+                                  true, false,  UINT32_MAX, INT64_MIN, UINT64_MAX, 1.0,  1e300};
+    for (const PropertyValue& value : {PropertyValue(std::uint64_t{1} << 63), PropertyValue(util::PropertyDate{0.125}),
+                                       PropertyValue(dataOf("\x01\x02")), PropertyValue(util::Data()), nested(64),
+                                       PropertyValue(util::PropertyArray{1, "1", true, util::PropertyArray{}}),
+                                       PropertyValue(PropertyDictionary{{"", PropertyDictionary{{"\x01", -7}}}})})
+        values.push_back(value);
+    const std::string text =
+        std::string(kAddresses) + " unknown  item_pid item_extra.asset_path x');DROP\tTABLE\titem;--";
+    const auto keys = util::split(text, ' ');  // the empty one as well
     std::vector<std::pair<std::uint64_t, PropertyDictionary>> imported;
     {
         const auto library = open();
         library->beginGroup();
         for (const PropertyValue& value : values) {
-            for (const char* key : keys) {
-                const PropertyDictionary one{{key, value}};
+            for (const std::string_view key : keys) {
+                const PropertyDictionary one{{std::string(key), value}};
                 imported.emplace_back(import(*library, std::to_string(imported.size()), one), one);
             }
         }
@@ -193,36 +150,28 @@ TEST_F(SqliteMusicLibraryTest, EveryValueComesBackAsItWasUnderEveryKey) {
 
 TEST_F(SqliteMusicLibraryTest, ThePropertyNameIsTheAddress) {
     const auto library = open();
-    import(*library, "a.mp3",
-           {{"item_extra.title", "T"},
-            {"item_artist.item_artist", "A"},
-            {"album.album", 7},
-            {"album_artist.album_artist", "AA"},
-            {"item_extra.total_time_ms", 4294967295U},
-            {"track_number", 3},
-            {"item_extra.track_count", "12"},
-            {"disc_number", 1},
-            {"item_extra.disc_count", 2},
-            {"item_extra.year", "2009"}});
-    Connection other(file_);
-    EXPECT_THAT(other.run("SELECT item_extra.title, item_artist.item_artist, typeof(album.album), "
-                          "album_artist.album_artist, total_time_ms, track_number, typeof(item_extra.track_count), "
-                          "item.disc_number, disc_count, typeof(year), item.media_type "
-                          "FROM item JOIN item_extra USING (item_pid) JOIN item_artist USING (item_artist_pid) "
-                          "JOIN album USING (album_pid) JOIN album_artist USING (album_artist_pid)"),
-                ElementsAre("T", "A", "integer", "AA", "4294967295", "3", "text", "1", "2", "text", "8"));
-    EXPECT_THAT(other.run("PRAGMA journal_mode; PRAGMA user_version; PRAGMA foreign_key_check; PRAGMA integrity_check"),
-                ElementsAre("wal", "1", "ok"));
+    PropertyDictionary values;
+    int position = 0;
+    for (const std::string_view address : util::split(kAddresses, ' ')) values[std::string(address)] = position++;
+    import(*library, "a.mp3", values);
+    EXPECT_THAT(run(file_,
+                    "SELECT title, item_artist, album, album_artist, total_time_ms, track_number, track_count, "
+                    "disc_number, disc_count, year, media_type "
+                    "FROM item JOIN item_extra USING (item_pid) JOIN item_artist USING (item_artist_pid) "
+                    "JOIN album USING (album_pid) JOIN album_artist USING (album_artist_pid)"),
+                ElementsAre("0", "1", "2", "3", "4", "5", "6", "7", "8", "9", "8"));
+    EXPECT_THAT(
+        run(file_, "PRAGMA journal_mode; PRAGMA user_version; PRAGMA foreign_key_check; PRAGMA integrity_check"),
+        ElementsAre("wal", "1", "ok"));
 }
 
 TEST_F(SqliteMusicLibraryTest, WhatTracksShareIsStoredOnceAndGoesWithTheLast) {
     const auto library = open();
     const auto counts = [this] {
-        return Connection(file_).run(
-            "SELECT (SELECT count(*) FROM item_artist), (SELECT count(*) FROM album), "
-            "(SELECT count(*) FROM album_artist), (SELECT count(*) FROM artwork), (SELECT count(*) FROM "
-            "item_property), "
-            "(SELECT count(*) FROM item_extra), (SELECT count(*) FROM asset_origin)");
+        std::string sql = "PRAGMA foreign_key_check; SELECT ";
+        for (const char* table : {"item_artist", "album", "album_artist", "artwork", "item_property", "item_extra"})
+            sql += "(SELECT count(*) FROM "s + table + "), ";
+        return run(file_, sql + "(SELECT count(*) FROM asset_origin)");
     };
     const PropertyDictionary shared{
         {"item_artist.item_artist", "5"}, {"album.album", "B"}, {"album_artist.album_artist", "C"}, {"extra", true}};
@@ -232,10 +181,9 @@ TEST_F(SqliteMusicLibraryTest, WhatTracksShareIsStoredOnceAndGoesWithTheLast) {
     const auto c = import(*library, "c", {{"item_artist.item_artist", 5}}, "another image");
     EXPECT_THAT(counts(), ElementsAre("2", "1", "1", "2", "2", "3", "1"));
     const std::string md5 = library->track(b).value().artwork.value();
-    EXPECT_EQ(md5, util::Data::copyOf(util::bytesOf("image")).MD5());
-    EXPECT_EQ(library->artworkData(md5), util::Data::copyOf(util::bytesOf("image")));
+    EXPECT_EQ(md5, dataOf("image").MD5());
+    EXPECT_EQ(library->artworkData(md5), dataOf("image"));
     EXPECT_EQ(library->artworkData("none"), std::nullopt);
-
     EXPECT_TRUE(library->remove(a, true));
     EXPECT_FALSE(library->remove(a, true));
     EXPECT_THAT(counts(), ElementsAre("2", "1", "1", "2", "1", "2", "1"));
@@ -252,37 +200,25 @@ TEST_F(SqliteMusicLibraryTest, WhatTracksShareIsStoredOnceAndGoesWithTheLast) {
     EXPECT_TRUE(library->endGroup());
     EXPECT_THAT(counts(), ElementsAre("2", "1", "1", "2", "1", "2", "0"));
     EXPECT_THAT(*library->persistentIdentifiers(), testing::UnorderedElementsAre(c, d + 1));
-    EXPECT_THAT(Connection(file_).run("PRAGMA foreign_key_check"), IsEmpty());
 }
 
 TEST_F(SqliteMusicLibraryTest, AFileThatIsNotThisLibraryIsRefusedAndNotTouched) {
     struct Case {
         const char* name;
-        std::function<void(const std::string& path)> make;
+        std::function<void()> make;
         std::vector<const char*> said;
     };
     const Case cases[] = {
-        {"text", [](const auto& path) { std::ofstream(path) << std::string(5000, 'x'); }, {"no SQLite database"}},
-        {"short", [](const auto& path) { std::ofstream(path) << "SQLite format 3"; }, {"no SQLite database"}},
-        {"foreign", [](const auto& path) { Connection(path).run("CREATE TABLE item (a)"); }, {"another program"}},
-        {"foreign with a log",
-         [](const auto& path) { Connection(path).run("PRAGMA journal_mode = WAL; CREATE TABLE item (a)"); },
-         {"another program"}},
-        {"folder", [](const auto& path) { std::filesystem::create_directory(path); }, {"no music library"}},
-        {"FIFO", [](const auto& path) { mkfifo(path.c_str(), 0600); }, {"no music library"}},
-        {"newer",
-         [](const auto& path) {
-             const std::string root = path.substr(0, path.size() - SqliteMusicLibrary::kDatabase.size());
-             SqliteMusicLibrary(DevicePaths(root), Mode::readWrite);
-             Connection(path).run("PRAGMA user_version = 12");
-         },
-         {"newer Quillet", "12", "up to 1"}},
-    };
+        {"text", [this] { std::ofstream(file_) << std::string(5000, 'x'); }, {"no SQLite database"}},
+        {"short", [this] { std::ofstream(file_) << "SQLite format 3"; }, {"no SQLite database"}},
+        {"foreign", [this] { run(file_, "PRAGMA journal_mode = WAL; CREATE TABLE item (a)"); }, {"another program"}},
+        {"FIFO", [this] { mkfifo(file_.c_str(), 0600); }, {"no music library"}},
+        {"newer", [this] { open(), run(file_, "PRAGMA user_version = 12"); }, {"newer Quillet", "12", "up to 1"}}};
     for (const Case& each : cases) {
         SCOPED_TRACE(each.name);
         std::filesystem::remove_all(util::deletingLastPathComponent(file_));
         std::filesystem::create_directories(util::deletingLastPathComponent(file_));
-        each.make(file_);
+        each.make();
         const auto before = everythingUnder(folder_.path());
         for (const Mode mode : {Mode::readOnly, Mode::readWrite}) {
             try {
@@ -330,12 +266,16 @@ TEST_F(SqliteMusicLibraryTest, NoIdentifierIsGivenTwice) {
         EXPECT_EQ(import(*library, "5"), 5U);  // the rest of the block came back
         EXPECT_EQ(library->lastIdentifier(), 5U);
     }
-    const auto lost = inKilledProcess([this](auto die) {
+    const pid_t child = fork();
+    if (child == 0) {
         const auto library = open();
         library->beginGroup();
-        die({import(*library, "6"), import(*library, "7")});
-    });
-    EXPECT_THAT(lost, ElementsAre(6U, 7U));
+        if (import(*library, "6") == 6 && import(*library, "7") == 7) kill(getpid(), SIGKILL);
+        _exit(1);
+    }
+    int status = 0;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFSIGNALED(status));
     const auto library = open();
     EXPECT_THAT(*library->persistentIdentifiers(), ElementsAre(2U, 3U, 5U));
     EXPECT_EQ(library->lastIdentifier(), 5U);
@@ -356,8 +296,7 @@ TEST_F(SqliteMusicLibraryTest, ABlockThatOthersFollowedIsNotGivenBack) {
         const std::uint64_t identifier = import(library, name);
         if (identifier == 0) return false;
         given.insert(identifier);
-        ++count;
-        return true;
+        return ++count != 0;
     };
     ours->beginGroup();
     int names = 0;
@@ -379,12 +318,10 @@ TEST_F(SqliteMusicLibraryTest, ABlockThatOthersFollowedIsNotGivenBack) {
 
 TEST_F(SqliteMusicLibraryTest, ABadTrackLeavesTheOthersOfItsGroup) {
     const auto library = open();
-    TrackImport outside;
-    outside.assetFilePath = "/somewhere/else.mp3";
     library->beginGroup();
     EXPECT_EQ(import(*library, "good", {{"album.album", "A"}}), 1U);
     EXPECT_EQ(import(*library, "good", {{"album.album", "B"}}), 0U);
-    EXPECT_EQ(import(*library, std::move(outside)), 0U);
+    EXPECT_EQ(importAt(*library, "/somewhere/else.mp3"), 0U);
     EXPECT_EQ(import(*library, "deep\n.mp3", {{"album.album", nested(65)}}), 0U);
     EXPECT_EQ(import(*library, "later", {{"album.album", "C"}}), 2U);
     EXPECT_TRUE(library->endGroup());
@@ -393,103 +330,78 @@ TEST_F(SqliteMusicLibraryTest, ABadTrackLeavesTheOthersOfItsGroup) {
                                     mediaPath("deep?.mp3") +
                                         " is not added to the music library: its property album.album is nested too "
                                         "deeply or too large"));
-    EXPECT_THAT(Connection(file_).run("SELECT album FROM album"), ElementsAre("A", "C"));
+    EXPECT_THAT(run(file_, "SELECT album FROM album"), ElementsAre("A", "C"));
     library->setImportationEnabled(false);
     EXPECT_EQ(import(*library, "late"), 0U);
 }
 
-/// What makes writes fail in the folder of the library.
+/// Makes writes in a folder fail, until its end: as on a file system that has 600 kB left, or where no file may grow
+/// beyond 200 kB.
 class FullDisk {
   public:
-    virtual ~FullDisk() = default;
-    virtual bool begin(const std::string& folder) = 0;
-    virtual void end() = 0;
-};
-
-/// A file system of 2 MB; `end` takes away the file that filled it.
-class SmallFileSystem : public FullDisk {
-  public:
-    ~SmallFileSystem() override {
-        if (!folder_.empty()) umount2(folder_.c_str(), MNT_DETACH);
+    FullDisk(const std::string& folder, bool isMounted) : folder_(isMounted ? folder : "") {
+        getrlimit(RLIMIT_FSIZE, &before_);
+        std::signal(SIGXFSZ, SIG_IGN);
+        const rlimit small{200'000, before_.rlim_max};
+        works = isMounted ? mount("tmpfs", folder.c_str(), "tmpfs", 0, "size=2m") == 0
+                          : setrlimit(RLIMIT_FSIZE, &small) == 0;
+        if (works && isMounted) std::ofstream(folder + "/filler") << std::string(1'400'000, 'x');
     }
-    bool begin(const std::string& folder) override {
-        if (geteuid() != 0 || mount("tmpfs", folder.c_str(), "tmpfs", 0, "size=2m") != 0) return false;
-        folder_ = folder;
-        std::ofstream(folder_ + "/filler") << std::string(1'400'000, 'x');
-        return true;
+    ~FullDisk() {
+        end();
+        if (works && !folder_.empty()) umount2(folder_.c_str(), MNT_DETACH);
     }
-    void end() override { std::filesystem::remove(folder_ + "/filler"); }
+    void end() {
+        setrlimit(RLIMIT_FSIZE, &before_);
+        if (works && !folder_.empty()) std::filesystem::remove(folder_ + "/filler");
+    }
+    bool works = false;
 
   private:
     std::string folder_;
-};
-
-/// No file may grow beyond 200 kB.
-class SmallFiles : public FullDisk {
-  public:
-    ~SmallFiles() override { setrlimit(RLIMIT_FSIZE, &before_); }
-    bool begin(const std::string&) override {
-        std::signal(SIGXFSZ, SIG_IGN);
-        getrlimit(RLIMIT_FSIZE, &before_);
-        const rlimit small{200'000, before_.rlim_max};
-        return setrlimit(RLIMIT_FSIZE, &small) == 0;
-    }
-    void end() override { setrlimit(RLIMIT_FSIZE, &before_); }
-
-  private:
     rlimit before_{};
 };
 
-class FullDiskTest : public SqliteMusicLibraryTest, public testing::WithParamInterface<const char*> {};
+class FullDiskTest : public SqliteMusicLibraryTest, public testing::WithParamInterface<bool> {};
+INSTANTIATE_TEST_SUITE_P(, FullDiskTest, testing::Bool(),
+                         [](const auto& each) { return each.param ? "SmallFileSystem" : "SmallFiles"; });
 
 TEST_P(FullDiskTest, WhatAGroupLosesIsToldAndLaterTracksArrive) {
-    std::unique_ptr<FullDisk> disk;
-    if (GetParam() == std::string("SmallFileSystem"))
-        disk = std::make_unique<SmallFileSystem>();
-    else
-        disk = std::make_unique<SmallFiles>();
     const std::string folder(util::deletingLastPathComponent(file_));
     std::filesystem::create_directories(folder);
-    if (!disk->begin(folder)) GTEST_SKIP() << "only root can mount";
-    {
-        const auto library = open();
-        std::set<std::uint64_t> told{import(*library, "before")};
-        library->beginGroup();
-        told.insert(import(*library, "small"));  // is in, as far as it knows
-        std::string big(1'000'000, 'i');
-        for (int i = 0; i < 30; ++i) {
-            big[0] = static_cast<char>(i);
-            told.insert(import(*library, "big" + std::to_string(i), {{"album.album", i}}, big));
-        }
-        EXPECT_EQ(told.erase(0), 1U);  // some heard of the failure themselves
-        disk->end();
-        const auto after = import(*library, "after");
-        EXPECT_GT(after, *told.rbegin());
-        told.insert(after);
-        const bool whole = library->endGroup();
-        const auto stored = *library->persistentIdentifiers();
-        EXPECT_THAT(stored, testing::IsSupersetOf({*told.begin(), after}));
-        EXPECT_TRUE(std::ranges::includes(told, std::set(stored.begin(), stored.end())));
-        // How much was in the transaction that failed is a matter of time.
-        EXPECT_EQ(whole, stored.size() == told.size());
-        EXPECT_EQ(std::ranges::any_of(lines_,
-                                      [](const std::string& line) {
-                                          return line.find("changes to the music library are lost") != line.npos;
-                                      }),
-                  !whole);
-        EXPECT_GT(import(*library, "at last"), after);
-        EXPECT_THAT(Connection(file_).run("PRAGMA integrity_check; PRAGMA foreign_key_check"), ElementsAre("ok"));
+    FullDisk disk(folder, GetParam());
+    if (!disk.works) GTEST_SKIP() << "only root can mount";
+    const auto library = open();
+    std::set<std::uint64_t> told{import(*library, "before")};
+    library->beginGroup();
+    told.insert(import(*library, "small"));  // is in, as far as it knows
+    std::string big(1'000'000, 'i');
+    for (int i = 0; i < 30; ++i) {
+        big[0] = static_cast<char>(i);
+        told.insert(import(*library, "big" + std::to_string(i), {{"album.album", i}}, big));
     }
+    EXPECT_EQ(told.erase(0), 1U);  // some heard of the failure themselves
+    disk.end();
+    const auto after = import(*library, "after");
+    EXPECT_GT(after, *told.rbegin());
+    told.insert(after);
+    const bool whole = library->endGroup();
+    const auto stored = *library->persistentIdentifiers();
+    EXPECT_THAT(stored, testing::IsSupersetOf({*told.begin(), after}));
+    EXPECT_TRUE(std::ranges::includes(told, std::set(stored.begin(), stored.end())));
+    // How much was in the transaction that failed is a matter of time.
+    EXPECT_EQ(whole, stored.size() == told.size());
+    EXPECT_EQ(testing::Matches(testing::Contains(HasSubstr("changes to the music library are lost")))(lines_), !whole);
+    EXPECT_GT(import(*library, "at last"), after);
+    EXPECT_THAT(run(file_, "PRAGMA integrity_check; PRAGMA foreign_key_check"), ElementsAre("ok"));
 }
-
-INSTANTIATE_TEST_SUITE_P(Disks, FullDiskTest, testing::Values("SmallFileSystem", "SmallFiles"),
-                         [](const auto& each) { return std::string(each.param); });
 
 TEST_F(SqliteMusicLibraryTest, ALockedLibraryIsWaitedForAndThenGivenUp) {
     const auto patient = open();
     const auto impatient = open(milliseconds(20));
-    Connection other(file_);
-    other.run("BEGIN IMMEDIATE");
+    sqlite3* other = nullptr;
+    sqlite3_open(file_.c_str(), &other);
+    run(other, "BEGIN IMMEDIATE");
     EXPECT_EQ(import(*impatient, "a"), 0U);
     EXPECT_THROW(impatient->remove(1, false), LibraryError);
     EXPECT_EQ(impatient->persistentIdentifiers()->size(), 0U);  // readers do not wait
@@ -498,63 +410,53 @@ TEST_F(SqliteMusicLibraryTest, ALockedLibraryIsWaitedForAndThenGivenUp) {
     std::vector<std::string> said;
     util::setLogSink([&](std::string_view line) {
         said.emplace_back(line);
-        other.run("COMMIT");
+        run(other, "COMMIT");
     });
     EXPECT_EQ(import(*patient, "a"), 1U);
     EXPECT_THAT(said, ElementsAre("the music library is locked by another program; waiting"));
+    sqlite3_close(other);
 }
 
 TEST_F(SqliteMusicLibraryTest, ProcessesThatMakeTheLibraryAtOnceShareIt) {
-    constexpr int kProcesses = 4;
+    constexpr std::size_t kProcesses = 4;
     std::vector<pid_t> children;
-    for (int process = 0; process < kProcesses; ++process) {
-        const pid_t child = fork();
-        if (child == 0) {
-            bool good = true;
-            try {
-                const auto library = open();
-                for (int i = 0; i < 5; ++i)
-                    good = import(*library, std::to_string(process * 5 + i), {{"album.album", i}}) != 0 && good;
-            } catch (const LibraryError&) {
-                good = false;
-            }
-            _exit(good ? 0 : 1);
+    for (std::size_t process = 0; process < kProcesses; ++process) {
+        children.push_back(fork());
+        if (children.back() != 0) continue;
+        try {
+            const auto library = open();
+            for (int i = 0; i < 5; ++i)
+                if (import(*library, std::to_string(process) + std::to_string(i), {{"album.album", i}}) == 0) _exit(1);
+        } catch (const LibraryError&) {
+            _exit(1);
         }
-        children.push_back(child);
+        _exit(0);
     }
     for (const pid_t child : children) {
         int status = -1;
         waitpid(child, &status, 0);
         EXPECT_EQ(status, 0);
     }
-    EXPECT_EQ(open()->persistentIdentifiers()->size(), std::size_t{kProcesses} * 5);
-    EXPECT_THAT(Connection(file_).run("SELECT count(*) FROM album"), ElementsAre("5"));
+    EXPECT_EQ(open()->persistentIdentifiers()->size(), kProcesses * 5);
+    EXPECT_THAT(run(file_, "SELECT count(*) FROM album"), ElementsAre("5"));
 }
 
 TEST_F(SqliteMusicLibraryTest, ARootCanBeMoved) {
-    const std::string names[] = {"a.mp3", "no UTF-8 \xFF.mp3", "'quoted'%20?#.mp3"};
-    const DevicePaths before(folder_ / "be?fore#%20");
-    const DevicePaths after(folder_ / "after");
+    const std::string media(DevicePaths::kMediaFolder);
+    const std::string paths[] = {media + "/a.mp3", media + "/no UTF-8 \xFF.mp3", media + "/'quoted'%20?#.mp3",
+                                 "/elsewhere/in the root.mp3"};
+    const DevicePaths before(folder_ / "be?fore#%20"), after(folder_ / "after");
     {
         SqliteMusicLibrary library(before, Mode::readWrite);
         library.setImportationEnabled(true);
-        for (const std::string& path :
-             {std::string(DevicePaths::kMediaFolder) + "/" + names[0],
-              std::string(DevicePaths::kMediaFolder) + "/" + names[1],
-              std::string(DevicePaths::kMediaFolder) + "/" + names[2], std::string("/elsewhere/in the root.mp3")}) {
-            TrackImport track;
-            track.assetFilePath = before.at(path);
-            EXPECT_NE(import(library, std::move(track)), 0U);
-        }
+        for (const std::string& path : paths) EXPECT_NE(importAt(library, before.at(path)), 0U);
     }
     std::filesystem::rename(before.root(), after.root());
     SqliteMusicLibrary library(after, Mode::readOnly);
-    std::vector<std::string> found;
-    library.forEachTrack([&](const LibraryTrack& track) { found.push_back(track.assetPath); });
-    const std::string media = after.at(DevicePaths::kMediaFolder) + "/";
-    EXPECT_THAT(found, ElementsAre(media + names[0], media + names[1], media + names[2],
-                                   after.root() + "/elsewhere/in the root.mp3"));
-    EXPECT_THAT(library.assetNames(), testing::UnorderedElementsAre(names[0], names[1], names[2]));
+    std::size_t found = 0;
+    library.forEachTrack([&](const LibraryTrack& track) { EXPECT_EQ(track.assetPath, after.at(paths[found++])); });
+    EXPECT_EQ(found, std::size(paths));
+    EXPECT_THAT(library.assetNames(), testing::UnorderedElementsAre("a.mp3", "no UTF-8 \xFF.mp3", "'quoted'%20?#.mp3"));
 }
 
 TEST_F(SqliteMusicLibraryTest, ATrackIsFoundByWhatItWas) {
