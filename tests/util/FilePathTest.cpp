@@ -25,6 +25,7 @@ const PathCase kPaths[] = {
     {"a..mp3", "a..mp3", "mp3", "a.", ""},
     {"a.tar.gz", "a.tar.gz", "gz", "a.tar", ""},
     {".hidden", ".hidden", "", ".hidden", ""},
+    {"x/.hidden", ".hidden", "", "x/.hidden", "x"},
     {".hidden.mp3", ".hidden.mp3", "mp3", ".hidden", ""},
     {"..", "..", "", "..", ""},
     {"../..", "..", "", "../..", ".."},

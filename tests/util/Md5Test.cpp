@@ -85,5 +85,14 @@ TEST(Md5, CountsBitsBeyond32) {
     munmap(zeros, kSize);
 }
 
+TEST(Md5, CarriesTheLowWordOfTheCountIntoTheHighOne) {
+    md5_state_t state;
+    md5_init(&state);
+    state.count[0] = 0xfffffff8;  // as after 2^29 - 1 bytes
+    append(state, util::bytesOf("ab"));
+    EXPECT_EQ(state.count[0], 8U);
+    EXPECT_EQ(state.count[1], 1U);
+}
+
 }  // namespace
 }  // namespace quillet
