@@ -91,8 +91,9 @@ void DropDoor::batchWillBegin() {
     // A drop folder that was deleted while it was watched would end the watch for good.
     const std::string folder = platform_.paths.at(DevicePaths::kDropFolder);
     if (!util::fileExists(folder)) {
-        util::log(fmt::format("the drop folder {} was gone; it is made again", folder));
-        (void)util::createDirectories(folder);
+        const util::Status made = util::createDirectories(folder);
+        util::log(made.ok() ? fmt::format("the drop folder {} was gone; it is made again", folder)
+                            : fmt::format("the drop folder {} is gone and cannot be made: {}", folder, made.message()));
     }
     platform_.library.beginGroup();
 }
@@ -112,19 +113,17 @@ bool DropDoor::admits(const std::string& entry) {
     }
     if (reason.empty()) reason = platform_.media.reasonAgainst(dropPath(entry));
     if (reason.empty()) return true;
-    reject(entry, reason);
+    reject(dropPath(entry), entry, reason);
     return false;
 }
 
-void DropDoor::reject(const std::string& entry, const std::string& reason) {
+void DropDoor::reject(const std::string& path, const std::string& entry, const std::string& reason) {
     const std::string folder = platform_.paths.at(kRejectedFolder);
     util::Status status = util::createDirectories(folder);
     std::string name = entry;
     if (status.ok()) {
         status = underFreeName(
-            entry,
-            [&](const std::string& choice) { return util::moveItem(dropPath(entry), util::pathIn(folder, choice)); },
-            name);
+            entry, [&](const std::string& choice) { return util::moveItem(path, util::pathIn(folder, choice)); }, name);
     }
     if (status.ok())
         reporter_.rejected(entry, util::pathIn(folder, name), reason);
@@ -134,7 +133,13 @@ void DropDoor::reject(const std::string& entry, const std::string& reason) {
 
 void DropDoor::leave(const std::string& entry, const std::string& reason) {
     // Told once for as long as it is the same file.
-    if (left_.insert(factsKey(entry)).second) reporter_.kept(entry, reason);
+    const std::string key = factsKey(entry);
+    left_.insert(key);
+    if (told_.insert(key).second) reporter_.kept(entry, reason);
+}
+
+void DropDoor::letLeftEntriesTry() {
+    left_.clear();
 }
 
 void DropDoor::willMove(const std::string& entry, const std::string& assetName) {
@@ -149,6 +154,13 @@ void DropDoor::willMove(const std::string& entry, const std::string& assetName) 
 bool DropDoor::didMove(const std::string& entry, const std::string& assetName, const util::Status& moved) {
     if (!moved.ok()) {
         leave(entry, "cannot be moved into the media folder: " + moved.message());
+        return false;
+    }
+    const std::string asset = util::pathIn(platform_.paths.at(DevicePaths::kMediaFolder), assetName);
+    const auto facts = util::factsOf(asset);
+    if (!facts || facts->kind != util::FileKind::regular) {
+        // Something else was put into its place while it was looked at.
+        if (facts) reject(asset, entry, reasonAgainstKind(*facts));
         return false;
     }
     originalNames_.erase(entry);

@@ -44,6 +44,10 @@ class DropDoor : public BatchDoor {
     void afterBatch(std::function<void()> work) { afterBatch_ = std::move(work); }
     /// Whether tracks were left out of the library that no re-check has brought in since.
     bool lostTracks() const { return lostTracks_; }
+    /// Whether entries stay in the drop folder because they could not be moved; they count as new again after
+    /// letLeftEntriesTry.
+    bool hasLeftEntries() const { return !left_.empty(); }
+    void letLeftEntriesTry();
     /// Tells how a re-check went. The origin journal is kept until none is missing any more.
     void setLostTracks(bool lost);
 
@@ -66,7 +70,7 @@ class DropDoor : public BatchDoor {
 
     std::string dropPath(const std::string& entry) const;
     std::string factsKey(const std::string& entry) const;
-    void reject(const std::string& entry, const std::string& reason);
+    void reject(const std::string& path, const std::string& entry, const std::string& reason);
     void leave(const std::string& entry, const std::string& reason);
 
     LinuxPlatform& platform_;
@@ -75,6 +79,7 @@ class DropDoor : public BatchDoor {
     std::optional<std::unordered_set<std::string>> only_;
     std::unordered_map<std::string, std::string> originalNames_;
     TrackOrigin moving_;              ///< of the entry between willMove and didMove
+    std::set<std::string> told_;      ///< what was reported as kept, by name and identity
     std::set<std::string> left_;      ///< what batches have left on purpose, by name and identity
     std::vector<Imported> imported_;  ///< of the batch in hand
     std::unordered_set<std::string> unfinished_;

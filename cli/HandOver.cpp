@@ -87,6 +87,10 @@ bool HandOver::withdraw(const ImportFile& file, const HandedOver& handed) const 
     const auto facts = util::factsOf(path);
     // Another file may bear the name by now.
     if (!facts || facts->inode != handed.origin.inode || facts->device != handed.origin.device) return false;
+    return takeBack(file, path);
+}
+
+bool HandOver::takeBack(const ImportFile& file, const std::string& path) const {
     return move_ ? util::moveItem(path, file.path).ok() : unlink(path.c_str()) == 0;
 }
 

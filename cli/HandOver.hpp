@@ -27,6 +27,8 @@ class HandOver {
     /// Takes back what still lies in the drop folder: a copy is deleted, a moved file goes back where it was. False
     /// where it does not lie there any more, or cannot be taken back.
     bool withdraw(const ImportFile& file, const HandedOver& handed) const;
+    /// The same for a file that was given another name, `path`, on its way into the library.
+    bool takeBack(const ImportFile& file, const std::string& path) const;
 
   private:
     util::Status download(const std::string& path, const std::string& name, std::string& downloaded) const;

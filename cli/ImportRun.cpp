@@ -19,9 +19,13 @@ namespace {
 constexpr int kPollInterval = 100;  // milliseconds
 /// How long a file that was taken from the drop folder may be on its way into the library before that is told.
 constexpr std::chrono::seconds kLongestWay(15);
+/// How long the other process may bring nothing at all into the library before the files are taken back. Longer than it
+/// waits for a locked library.
+constexpr std::chrono::seconds kLongestSilence(90);
 
 constexpr const char* kInterruptedReason = "interrupted before it was imported";
 constexpr const char* kLockedReason = "the library is locked by another program; nothing of it was taken";
+constexpr const char* kSilenceReason = "the other process did not take it; see what that one says";
 constexpr const char* kOnItsWayReason = "was handed over and is on its way into the library, or for the next recheck";
 
 }  // namespace
@@ -112,16 +116,15 @@ void ImportRun::follow() {
     handOverAll();
     auto lastNews = std::chrono::steady_clock::now();
     while (openCount_ > 0 && !interrupted()) {
-        if (askLibrary()) {
-            lastNews = std::chrono::steady_clock::now();
-            continue;
-        }
+        if (askLibrary()) lastNews = std::chrono::steady_clock::now();
+        if (openCount_ == 0) return;
         if (auto lock = RootLock::tryTake(paths_, "import")) {
             // The other process ended, with some of the files or without.
             return beLibrarySide();
         }
-        if (std::chrono::steady_clock::now() - lastNews > kLongestWay && !lookForTaken())
-            lastNews = std::chrono::steady_clock::now();
+        const auto silence = std::chrono::steady_clock::now() - lastNews;
+        if (silence > kLongestWay) lookForTaken();
+        if (silence > kLongestSilence) return withdrawAll(kSilenceReason);
         pauseMilliseconds(kPollInterval);
     }
     askLibrary();
@@ -131,7 +134,10 @@ void ImportRun::follow() {
 bool ImportRun::askLibrary() {
     if (openCount_ == 0 || !SqliteMusicLibrary::exists(paths_)) return false;
     SqliteMusicLibrary library(paths_, SqliteMusicLibrary::Mode::readOnly);
-    bool news = false;
+    // A track of somebody else's is news too: the other process is at work.
+    const std::uint64_t newest = library.lastIdentifier();
+    bool news = newest != newestIdentifier_;
+    newestIdentifier_ = newest;
     for (std::size_t i = 0; i < files_.size(); ++i) {
         if (!isOpen(i)) continue;
         if (const auto identifier = library.trackOfOrigin(handed_[i]->origin, lastIdentifier_)) {
@@ -143,8 +149,7 @@ bool ImportRun::askLibrary() {
     return news;
 }
 
-bool ImportRun::lookForTaken() {
-    bool taken = false;
+void ImportRun::lookForTaken() {
     for (std::size_t i = 0; i < files_.size(); ++i) {
         if (!isOpen(i)) continue;
         const std::string path = util::pathIn(paths_.at(DevicePaths::kDropFolder), handed_[i]->entry);
@@ -153,9 +158,7 @@ bool ImportRun::lookForTaken() {
                {0, fmt::format("was taken from the drop folder but is not in the library; see what the other process "
                                "says, and {}",
                                paths_.at(DropDoor::kRejectedFolder))});
-        taken = true;
     }
-    return taken;
 }
 
 void ImportRun::settle(std::size_t file, Outcome outcome) {
@@ -177,20 +180,28 @@ void ImportRun::imported(const std::string& entry, std::uint64_t persistentID) {
 }
 
 void ImportRun::rejected(const std::string& entry, const std::string& rejectedPath, const std::string& reason) {
-    kept(entry, fmt::format("{}; it is now {}", reason, shown(rejectedPath)));
+    fail(entry, rejectedPath, reason);
 }
 
 void ImportRun::kept(const std::string& entry, const std::string& reason) {
-    const auto found = fileOfEntry_.find(entry);
-    if (found != fileOfEntry_.end() && open_[found->second])
-        settle(found->second, {0, reason});
-    else
-        console_.error(fmt::format("{}, which lay in the drop folder: {}", shown(entry), reason));
+    fail(entry, util::pathIn(paths_.at(DevicePaths::kDropFolder), entry), reason);
 }
 
 void ImportRun::notTaken(const std::string& entry, const std::string& assetName) {
-    kept(entry, fmt::format("the library did not take it; its file is kept as {} and tried again at the next start",
-                            assetName));
+    fail(entry, util::pathIn(paths_.at(DevicePaths::kMediaFolder), assetName), "the library did not take it");
+}
+
+void ImportRun::fail(const std::string& entry, const std::string& path, const std::string& reason) {
+    const auto found = fileOfEntry_.find(entry);
+    if (found == fileOfEntry_.end() || !open_[found->second]) {
+        console_.error(fmt::format("{}, which lay in the drop folder: {}; it is now {}", shown(entry), reason, path));
+        return;
+    }
+    // What fails is as if it had never been handed over, so that the user can try again and has it once.
+    if (handOver_.takeBack(files_[found->second], path))
+        settle(found->second, {0, reason});
+    else
+        settle(found->second, {0, fmt::format("{}; it is kept as {}", reason, path)});
 }
 
 }  // namespace quillet::cli

@@ -44,7 +44,8 @@ class ImportRun : public BatchReporter {
     void beLibrarySide();
     void follow();
     bool askLibrary();
-    bool lookForTaken();
+    void lookForTaken();
+    void fail(const std::string& entry, const std::string& path, const std::string& reason);
     void settle(std::size_t file, Outcome outcome);
     bool isOpen(std::size_t file) const { return open_[file]; }
 
@@ -56,7 +57,8 @@ class ImportRun : public BatchReporter {
     std::vector<bool> open_;  ///< handed over and without an outcome
     std::size_t openCount_ = 0;
     bool isHandedOver_ = false;
-    std::uint64_t lastIdentifier_ = 0;  ///< of the library before the files were handed over
+    std::uint64_t lastIdentifier_ = 0;    ///< of the library before the files were handed over
+    std::uint64_t newestIdentifier_ = 0;  ///< when the library was asked last
     std::unordered_map<std::string, std::size_t> fileOfEntry_;
     std::vector<Outcome> outcomes_;
     std::unique_ptr<ProgressBar> bar_;

@@ -20,8 +20,13 @@ namespace fs = std::filesystem;
 
 class Selection {
   public:
-    Selection(LibavMediaFramework& media, const DevicePaths& paths, bool move)
-        : media_(media), own_(paths.root() + "/private"), move_(move) {}
+    Selection(LibavMediaFramework& media, const DevicePaths& paths, bool move) : media_(media), move_(move) {
+        for (const std::string_view folder :
+             {DevicePaths::kImportDatabaseFolder, DevicePaths::kDropFolder, DropDoor::kRejectedFolder,
+              DevicePaths::kArtworkCache, DevicePaths::kMediaFolder, DevicePaths::kDownloads})
+            own_.push_back(resolved(paths.at(folder)) + "/");
+        own_.push_back(paths.root() + "/private/");
+    }
 
     void addNamed(const std::string& named) {
         std::error_code error;
@@ -54,7 +59,10 @@ class Selection {
         return media_.reasonAgainst(resolved(path));
     }
 
-    bool isOwn(const std::string& path) const { return path.starts_with(own_ + "/"); }
+    /// Each is compared where it really lies, since a user may have put it on another disk.
+    bool isOwn(const std::string& path) const {
+        return std::any_of(own_.begin(), own_.end(), [&](const std::string& own) { return path.starts_with(own); });
+    }
 
     void add(const std::string& shownPath, const std::string& path, const std::string& reason) {
         if (seen_.insert(path).second) files_.push_back({shownPath, path, reason});
@@ -83,7 +91,7 @@ class Selection {
     }
 
     LibavMediaFramework& media_;
-    std::string own_;
+    std::vector<std::string> own_;
     bool move_;
     std::unordered_set<std::string> seen_;
     std::vector<ImportFile> files_;

@@ -25,6 +25,14 @@ namespace {
 constexpr double kWriterInterval = 1.0;
 constexpr double kRetryInterval = 30.0;
 
+/// What the file of a track is called while the track is removed, with the identifier behind it.
+const std::string kRemovedPrefix = ".removed.";
+
+bool isInMediaFolder(const DevicePaths& paths, const std::string& assetPath) {
+    return util::isEntryName(util::lastPathComponent(assetPath)) &&
+           assetPath == util::pathIn(paths.at(DevicePaths::kMediaFolder), util::lastPathComponent(assetPath));
+}
+
 std::string textAt(const util::PropertyDictionary& record, std::string_view key) {
     const util::PropertyValue* value = util::find(record, key);
     return value != nullptr && value->text() != nullptr ? *value->text() : std::string();
@@ -111,6 +119,8 @@ void LibrarySide::setDatabaseAside() {
 }
 
 RecheckResult LibrarySide::recheck() {
+    finishRemovals();
+    passOverRecordedIdentifiers();
     LibraryGroup group(platform_.library);
     recallMoves();
     const RecheckCounts counts = engine_->scanDatabaseChanges();
@@ -119,6 +129,17 @@ RecheckResult LibrarySide::recheck() {
     if (!group.end()) ++result.failed;
     door_.setLostTracks(result.failed > 0);
     return result;
+}
+
+void LibrarySide::passOverRecordedIdentifiers() {
+    // A library that was made anew would count from 1, and file its tracks over the records of the one before.
+    constexpr std::uint64_t kHighest = std::uint64_t{1} << 62;  // what lies above was never given by any library
+    std::uint64_t highest = 0;
+    for (const auto& [key, record] : *engine_->dbItems()) {
+        const std::uint64_t identifier = QLSyncHelper::identifierOf(key).value_or(0);
+        if (identifier < kHighest) highest = std::max(highest, identifier);
+    }
+    platform_.library.passOverIdentifiers(highest);
 }
 
 void LibrarySide::recallMoves() {
@@ -133,10 +154,12 @@ void LibrarySide::finishMove(const OriginJournal::Entry& move) {
     const std::string source = util::pathIn(platform_.paths.at(DevicePaths::kDropFolder), move.dropEntry);
     const auto facts = util::factsOf(source);
     if (!facts || facts->inode != move.origin.inode || facts->device != move.origin.device) return;
+    const std::string asset = util::pathIn(platform_.paths.at(DevicePaths::kMediaFolder), move.assetName);
+    const auto there = util::factsOf(asset);
+    if (!there || (there->inode == facts->inode && there->device == facts->device)) return;  // one file, not two
     // The move went across file systems and its process was killed before the source was removed. Taken once more, the
     // file would be in the library twice.
-    if (haveSameContent(source, util::pathIn(platform_.paths.at(DevicePaths::kMediaFolder), move.assetName)))
-        (void)unlink(source.c_str());
+    if (haveSameContent(source, asset)) (void)unlink(source.c_str());
 }
 
 void LibrarySide::importUnknownFiles(RecheckResult& result) {
@@ -191,8 +214,10 @@ void LibrarySide::takeAllOnce() {
 }
 
 void LibrarySide::followUp() {
+    if (!engine_->watcher()->isWatching()) watchAgain();
     // What came while the watcher was stopped for the batch made no event.
     takeWhatLiesThere();
+    if (door_.hasLeftEntries() && !leftEntriesAreDue_) letLeftEntriesTryLater();
     if (door_.hasUnfinishedEntries() && !awaitsWriters_) {
         awaitsWriters_ = true;
         awaitWriters();
@@ -219,6 +244,31 @@ void LibrarySide::recheckAgainLater() {
     });
 }
 
+void LibrarySide::letLeftEntriesTryLater() {
+    leftEntriesAreDue_ = true;
+    platform_.loop.runAfter(kRetryInterval, [this] {
+        leftEntriesAreDue_ = false;
+        door_.letLeftEntriesTry();
+        takeWhatLiesThere();
+    });
+}
+
+void LibrarySide::watchAgain() {
+    const std::string folder = platform_.paths.at(DevicePaths::kDropFolder);
+    (void)util::createDirectories(folder);
+    if (engine_->watcher()->startWatching()) {
+        if (isDeaf_) util::log(fmt::format("{} is watched again", folder));
+        isDeaf_ = false;
+        takeWhatLiesThere();
+        return;
+    }
+    if (!isDeaf_) util::log(fmt::format("{} cannot be watched; it is tried again every second", folder));
+    isDeaf_ = true;
+    platform_.loop.runAfter(kWriterInterval, [this] {
+        if (!engine_->watcher()->isWatching()) watchAgain();
+    });
+}
+
 void LibrarySide::awaitWriters() {
     platform_.loop.runAfter(kWriterInterval, [this] {
         if (door_.isStillBeingWritten()) {
@@ -233,12 +283,22 @@ void LibrarySide::awaitWriters() {
 LibrarySide::Removal LibrarySide::remove(std::uint64_t persistentID, bool keepFile) {
     const auto track = platform_.library.track(persistentID);
     if (!track) return Removal::noSuchTrack;
-    if (!keepFile) {
-        // The file goes first: were it the last, a process killed in between would leave it for the re-check to find.
-        if (unlink(track->assetPath.c_str()) != 0 && errno != ENOENT)
-            throw UserError(fmt::format("{} cannot be removed: {}", track->assetPath, std::strerror(errno)));
+    // The file is put aside first and deleted last: whenever this ends before, finishRemovals() knows which way to go.
+    const std::string aside =
+        util::pathIn(platform_.paths.at(DevicePaths::kMediaFolder), kRemovedPrefix + std::to_string(persistentID));
+    const bool removesFile = !keepFile && isInMediaFolder(platform_.paths, track->assetPath);
+    if (removesFile) {
+        const util::Status moved = util::moveItem(track->assetPath, aside);
+        if (!moved.ok() && moved.error() != ENOENT)
+            throw UserError(fmt::format("{} cannot be removed: {}", track->assetPath, moved.message()));
     }
-    platform_.library.remove(persistentID, keepFile);
+    try {
+        platform_.library.remove(persistentID, keepFile);
+    } catch (const LibraryError&) {
+        if (removesFile) (void)util::moveItem(aside, track->assetPath);
+        throw;
+    }
+    if (removesFile) (void)unlink(aside.c_str());
     if (!keepFile) {
         engine_->forgetRecord(std::to_string(persistentID));
         if (track->artwork) dropCachedArtwork(*track->artwork);
@@ -246,7 +306,21 @@ LibrarySide::Removal LibrarySide::remove(std::uint64_t persistentID, bool keepFi
     return Removal::removed;
 }
 
+void LibrarySide::finishRemovals() {
+    const std::string folder = platform_.paths.at(DevicePaths::kMediaFolder);
+    for (const std::string& name : util::listDirectory(folder).value_or(std::vector<std::string>())) {
+        if (!name.starts_with(kRemovedPrefix)) continue;
+        const auto identifier = QLSyncHelper::identifierOf(std::string_view(name).substr(kRemovedPrefix.size()));
+        if (!identifier) continue;
+        if (const auto track = platform_.library.track(*identifier))
+            (void)util::moveItem(util::pathIn(folder, name), track->assetPath);
+        else
+            (void)unlink(util::pathIn(folder, name).c_str());
+    }
+}
+
 void LibrarySide::dropCachedArtwork(const std::string& artwork) {
+    if (!util::isEntryName(artwork)) return;
     for (const auto& [key, record] : *engine_->dbItems())
         if (record.dictionary() != nullptr && textAt(*record.dictionary(), "artwork") == artwork) return;
     (void)unlink(util::pathIn(platform_.paths.at(DevicePaths::kArtworkCache), artwork).c_str());

@@ -58,6 +58,10 @@ class LibrarySide {
     void finishMove(const OriginJournal::Entry& move);
     void importUnknownFiles(RecheckResult& result);
     void recheckAgainLater();
+    void letLeftEntriesTryLater();
+    void watchAgain();
+    void passOverRecordedIdentifiers();
+    void finishRemovals();
     void followUp();
     void awaitWriters();
     void dropCachedArtwork(const std::string& artwork);
@@ -67,6 +71,8 @@ class LibrarySide {
     DropDoor door_;
     std::optional<QLSyncHelper> engine_;
     bool retryIsDue_ = false;
+    bool leftEntriesAreDue_ = false;
+    bool isDeaf_ = false;  ///< the drop folder could not be watched again
     bool awaitsWriters_ = false;
 };
 

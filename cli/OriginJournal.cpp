@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 #include <string_view>
 
+#include "util/FilePath.hpp"
 #include "util/Text.hpp"
 
 namespace quillet::cli {
@@ -42,7 +43,8 @@ bool readEntry(const Json& json, OriginJournal::Entry& entry) {
     entry.origin.inode = json["inode"].get<std::uint64_t>();
     return json.contains("asset") && readName(json["asset"], entry.assetName) && json.contains("file") &&
            readName(json["file"], entry.origin.fileName) && json.contains("entry") &&
-           readName(json["entry"], entry.dropEntry);
+           readName(json["entry"], entry.dropEntry) && util::isEntryName(entry.assetName) &&
+           util::isEntryName(entry.dropEntry);
 }
 
 }  // namespace

@@ -24,7 +24,7 @@ std::optional<RootLock> RootLock::tryTake(const DevicePaths& paths, const std::s
     const std::string path = lockPath(paths);
     const util::Status made = util::createDirectories(paths.at(DevicePaths::kImportDatabaseFolder));
     if (!made.ok()) throw UserError(fmt::format("the root {} cannot be written: {}", paths.root(), made.message()));
-    util::FileDescriptor file(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644));
+    util::FileDescriptor file(open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0644));
     if (!file.isOpen())
         throw UserError(fmt::format("the root {} cannot be written: {}", paths.root(), std::strerror(errno)));
     if (flock(file.number(), LOCK_EX | LOCK_NB) != 0) {

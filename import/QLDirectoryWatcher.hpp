@@ -36,6 +36,7 @@ class QLDirectoryWatcher : public std::enable_shared_from_this<QLDirectoryWatche
     /// -stopWatching  False where it was not watching. A count that is under way goes on, and may end with its notice.
     bool stopWatching();
 
+    bool isWatching() const noexcept { return source_ != nullptr; }
     const std::string& watchedPath() const noexcept { return watchedPath_; }
     void setWatchedPath(std::string path) { watchedPath_ = std::move(path); }
     /// Whether the last two snapshots differed; false while quiet ones are counted.

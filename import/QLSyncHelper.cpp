@@ -49,14 +49,17 @@ std::string textAt(const PropertyDictionary& record, std::string_view key) {
     return value != nullptr && value->text() != nullptr ? *value->text() : std::string();
 }
 
-/// The identifier that a key of the import database stands for; nullopt for a key that this system never writes.
-std::optional<std::uint64_t> identifierOf(std::string_view key) {
+}  // namespace
+
+std::optional<std::uint64_t> QLSyncHelper::identifierOf(std::string_view key) {
     std::uint64_t identifier = 0;
     const auto [end, error] = std::from_chars(key.data(), key.data() + key.size(), identifier);
     if (error != std::errc() || end != key.data() + key.size() || std::to_string(identifier) != key)
         return std::nullopt;
     return identifier;
 }
+
+namespace {
 
 void moveContent(const std::string& from, const std::string& to) {
     for (const std::string& entry : util::listDirectory(from).value_or(std::vector<std::string>()))
@@ -139,7 +142,7 @@ RecheckCounts QLSyncHelper::scanDatabaseChanges() {
         // A copy: filing the record anew may replace the one it was read from.
         const PropertyDictionary record = *dbItems_->find(key)->second.dictionary();
         const std::string assetName = textAt(record, "assetPath");
-        if (!assetName.empty() && util::fileExists(util::pathIn(platform_.paths.at(importPath()), assetName)))
+        if (util::isEntryName(assetName) && util::fileExists(util::pathIn(platform_.paths.at(importPath()), assetName)))
             ++(addNewAsset(record) == 0 ? counts.refused : counts.addedAgain);
         else
             ++counts.dropped;
@@ -158,7 +161,7 @@ std::uint64_t QLSyncHelper::addNewAsset(const PropertyDictionary& record) {
     track->mediaType = kMusic;
     track->shouldAddToPurchasedPlaylist = false;
     const std::string artwork = textAt(record, "artwork");
-    if (!artwork.empty()) {
+    if (util::isEntryName(artwork)) {
         const std::string cached = util::pathIn(platform_.paths.at(DevicePaths::kArtworkCache), artwork);
         if (util::fileExists(cached)) track->artworkData = util::readFile(cached);
     }

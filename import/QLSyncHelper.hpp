@@ -74,6 +74,8 @@ class QLSyncHelper {
     /// asked.
     static std::int32_t getFileSize(const std::string& path);
 
+    /// The identifier that a key of the import database stands for; nullopt for a key that this system never writes.
+    static std::optional<std::uint64_t> identifierOf(std::string_view key);
     /// The import database, decimal identifier to asset record; null where there is none (see -init).
     const util::PropertyDictionary* dbItems() const { return dbItems_ ? &*dbItems_ : nullptr; }
     /// Takes a record out of the import database and writes it.

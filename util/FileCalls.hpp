@@ -64,4 +64,7 @@ Status setTimes(const std::string& path, const struct stat& facts);
 /// name is free, which another process may then still take.
 Status renameByLink(const std::string& from, const std::string& to);
 
+/// Whether the open file has another size or modification time than `before`.
+bool hasChanged(const FileDescriptor& file, const struct stat& before);
+
 }  // namespace quillet::util

@@ -67,6 +67,14 @@ Status setTimes(const std::string& path, const struct stat& facts) {
 #endif
 }
 
+bool hasChanged(const FileDescriptor& file, const struct stat& before) {
+    struct stat now;
+    if (::fstat(file.number(), &now) != 0 || now.st_size != before.st_size) return true;
+    const timespec time = modificationTime(now);
+    const timespec timeBefore = modificationTime(before);
+    return time.tv_sec != timeBefore.tv_sec || time.tv_nsec != timeBefore.tv_nsec;
+}
+
 Status copyFile(const std::string& from, const std::string& to, bool (*stop)()) {
     const FileDescriptor source = openForReading(from);
     struct stat facts;
@@ -77,6 +85,7 @@ Status copyFile(const std::string& from, const std::string& to, bool (*stop)()) 
     if (!target.isOpen()) return Status::failure(errno);
     Status done = copyWholeFile(source.number(), target.number(), facts, to, stop);
     if (const Status closed = target.close(); done.ok()) done = closed;
+    if (done.ok() && hasChanged(source, facts)) done = Status::failure(EBUSY);  // the copy may be of neither state
     if (!done.ok()) ::unlink(to.c_str());
     return done;
 }

@@ -81,14 +81,6 @@ Status sync(const FileDescriptor& file) {
     return statusOf(retried([&] { return ::fsync(file.number()); }));
 }
 
-bool hasChanged(const FileDescriptor& file, const struct stat& before) {
-    struct stat now;
-    if (::fstat(file.number(), &now) != 0 || now.st_size != before.st_size) return true;
-    const timespec time = modificationTime(now);
-    const timespec timeBefore = modificationTime(before);
-    return time.tv_sec != timeBefore.tv_sec || time.tv_nsec != timeBefore.tv_nsec;
-}
-
 Status copyRegularFile(const std::string& from, const std::string& to) {
     const FileDescriptor source = openForReading(from, O_NOFOLLOW);
     struct stat facts;

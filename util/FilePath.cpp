@@ -35,6 +35,10 @@ std::string_view deletingLastPathComponent(std::string_view path) {
     return folder.empty() && path.starts_with('/') ? path.substr(0, 1) : folder;
 }
 
+bool isEntryName(std::string_view name) {
+    return !name.empty() && name != "." && name != ".." && name.find_first_of(std::string_view("/\0", 2)) == name.npos;
+}
+
 std::string pathIn(std::string_view folder, std::string_view name) {
     std::string path(withoutSlashesAtEnd(folder));
     path += '/';

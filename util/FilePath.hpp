@@ -15,6 +15,8 @@ std::string_view pathExtension(std::string_view path);
 std::string_view deletingPathExtension(std::string_view path);
 /// The path without its last component and the slashes before that; "/" for "/name", "" for "name".
 std::string_view deletingLastPathComponent(std::string_view path);
+/// Whether `name` names an entry of a folder and nothing outside it: not "", ".", "..", and no '/' or NUL in it.
+bool isEntryName(std::string_view name);
 /// `folder`, one '/', `name`.
 std::string pathIn(std::string_view folder, std::string_view name);
 

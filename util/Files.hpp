@@ -86,8 +86,8 @@ Status writeFileAtomically(const std::string& path, Bytes bytes, Durability dura
 /// be removed: the target is then whole, and what could not be removed stays at the source.
 Status moveItem(const std::string& from, const std::string& to);
 /// Copies a regular file's bytes, mode and times to a name that is free (EEXIST). The kernel shares or copies the
-/// blocks where it can. Not synced. On failure nothing is left at the target. `stop`, where given, is asked between
-/// chunks; answering true ends the copy with EINTR.
+/// blocks where it can. Not synced. A source that changes meanwhile is EBUSY. On failure nothing is left at the target.
+/// `stop`, where given, is asked between chunks; answering true ends the copy with EINTR.
 Status copyFile(const std::string& from, const std::string& to, bool (*stop)() = nullptr);
 
 }  // namespace quillet::util

@@ -28,7 +28,9 @@ SqliteIdentifiers::SqliteIdentifiers(SqliteDatabase& database)
                "RETURNING highest_given"),
       recordUsed_(database, "UPDATE identifiers SET highest_given = max(highest_given, ?1)"),
       giveBack_(database, "UPDATE identifiers SET highest_reserved = ?1 WHERE highest_reserved = ?2"),
-      highestGiven_(database, "SELECT highest_given FROM identifiers") {}
+      highestGiven_(database, "SELECT highest_given FROM identifiers"),
+      passOver_(database, "UPDATE identifiers SET highest_reserved = max(highest_reserved, ?1)"),
+      isAbove_(database, "SELECT 1 FROM identifiers WHERE highest_reserved >= ?1") {}
 
 void SqliteIdentifiers::reserve(std::uint64_t count) {
     if (end_ - next_ >= count) return;
@@ -57,6 +59,14 @@ void SqliteIdentifiers::recordUsed() {
 
 void SqliteIdentifiers::giveBackRest() {
     if (anyLeft()) giveBack_.bind(1, signedOf(next_ - 1)).bind(2, signedOf(end_ - 1)).run();
+}
+
+void SqliteIdentifiers::passOver(std::uint64_t highest) {
+    {
+        const SqliteStatement::Use use(isAbove_);
+        if (isAbove_.bind(1, signedOf(highest)).step()) return;
+    }
+    passOver_.bind(1, signedOf(highest)).run();
 }
 
 void SqliteIdentifiers::forgetRest() noexcept {

@@ -25,6 +25,8 @@ class SqliteIdentifiers {
     /// them.
     void giveBackRest();
     bool anyLeft() const noexcept { return next_ < end_; }
+    /// Never gives an identifier up to `highest`. Writes only where one could be given.
+    void passOver(std::uint64_t highest);
     /// Forgets those that are left.
     void forgetRest() noexcept;
 
@@ -35,7 +37,7 @@ class SqliteIdentifiers {
 
   private:
     SqliteDatabase& database_;
-    SqliteStatement reserve_, giveOne_, recordUsed_, giveBack_, highestGiven_;
+    SqliteStatement reserve_, giveOne_, recordUsed_, giveBack_, highestGiven_, passOver_, isAbove_;
     std::uint64_t next_ = 0;
     std::uint64_t end_ = 0;  ///< behind the last reserved one
     std::uint64_t block_ = 0;

@@ -82,6 +82,8 @@ class SqliteMusicLibrary : public MusicLibrary {
     std::optional<std::uint64_t> trackOfOrigin(const TrackOrigin& origin, std::uint64_t after);
     /// The highest identifier ever given; 0 in a new library.
     std::uint64_t lastIdentifier();
+    /// Never gives an identifier up to `highest`, which an earlier library of the root gave. No group may be open.
+    void passOverIdentifiers(std::uint64_t highest);
     /// The names of all tracks' files in the media folder.
     std::unordered_set<std::string> assetNames();
     /// Takes the track out, with the artist, album and image rows that no other track uses; its origin too unless

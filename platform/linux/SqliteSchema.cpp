@@ -2,6 +2,13 @@
 
 #include <fmt/format.h>
 
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <string_view>
+
+#include "util/ByteReader.hpp"
 #include "util/Files.hpp"
 
 namespace quillet {
@@ -65,30 +72,46 @@ CREATE TABLE asset_origin (
 CREATE INDEX asset_origin_by_inode ON asset_origin (inode, device);
 )";
 
-void checkIsLibrary(SqliteDatabase& database) {
-    if (database.number("PRAGMA application_id") != kLibraryApplicationID)
-        throw LibraryError(
-            fmt::format("{} is no music library: it is the database of another program", database.path()));
-    const std::int64_t version = database.number("PRAGMA user_version");
+void checkVersion(const std::string& path, std::int64_t applicationID, std::int64_t version) {
+    if (applicationID != kLibraryApplicationID)
+        throw LibraryError(fmt::format("{} is no music library: it is the database of another program", path));
     if (version > kLibrarySchemaVersion)
         throw LibraryError(
             fmt::format("a newer Quillet wrote the music library {}: its version is {}, and this Quillet "
                         "knows versions up to {}",
-                        database.path(), version, kLibrarySchemaVersion));
+                        path, version, kLibrarySchemaVersion));
     if (version < kLibrarySchemaVersion)
-        throw LibraryError(
-            fmt::format("{} is no music library: its version {} was never used", database.path(), version));
+        throw LibraryError(fmt::format("{} is no music library: its version {} was never used", path, version));
 }
 
-/// Before anything opens the file in a way that makes other files beside it.
+void checkIsLibrary(SqliteDatabase& database) {
+    checkVersion(database.path(), database.number("PRAGMA application_id"), database.number("PRAGMA user_version"));
+}
+
+bool hasContent(const std::string& path) {
+    const auto facts = util::factsOf(path);
+    return facts && facts->size > 0;
+}
+
+/// Before SQLite opens the file, which makes other files beside it: by the file's head alone (SQLite file format, 1.3).
+/// With a journal or log beside it the head is not the whole truth, and what it holds must be brought in first.
 void checkUntouched(const std::string& path) {
-    try {
-        SqliteDatabase database(path, SqliteDatabase::Opening::peek, std::chrono::milliseconds(0));
-        checkIsLibrary(database);
-    } catch (const SqliteError& error) {
-        if (error.code() != SQLITE_NOTADB) throw;
+    if (hasContent(path + "-journal") || hasContent(path + "-wal")) return;
+    constexpr std::size_t kHeadSize = 100;
+    constexpr std::size_t kUserVersion = 60;
+    constexpr std::size_t kApplicationID = 68;
+    std::array<char, kHeadSize> head = {};
+    std::ifstream file(path, std::ios::binary);
+    if (!file) throw LibraryError(fmt::format("the music library {} cannot be read: {}", path, std::strerror(errno)));
+    file.read(head.data(), head.size());
+    const util::Bytes bytes = util::bytesOf({head.data(), static_cast<std::size_t>(file.gcount())});
+    const auto numberAt = [&](std::size_t offset) {
+        util::ByteReader reader(bytes);
+        return reader.skip(offset) ? reader.u32BigEndian().value_or(0) : 0;
+    };
+    if (!util::charactersOf(bytes).starts_with(std::string_view("SQLite format 3\0", 16)))
         throw LibraryError(fmt::format("{} is no music library: it is no SQLite database", path));
-    }
+    checkVersion(path, numberAt(kApplicationID), numberAt(kUserVersion));
 }
 
 /// In the journal of old, so that the file's head tells what it is from the first moment; the write-ahead log comes
@@ -133,7 +156,8 @@ std::unique_ptr<SqliteDatabase> openLibraryDatabase(const std::string& path, Sql
 
     if (readOnly) return openToRead(path, busyLimit);
     auto database = std::make_unique<SqliteDatabase>(path, SqliteDatabase::Opening::create, busyLimit);
-    if (empty) makeTables(*database);
+    // Empty too where a process was killed while it made the tables, and they have just been taken back.
+    if (database->number("SELECT count(*) FROM sqlite_schema") == 0) makeTables(*database);
     checkIsLibrary(*database);
     database->useWriteAheadLog();
     // A cache of 16 MB holds all that a group writes at random; the log goes over into the file every 16 MB.

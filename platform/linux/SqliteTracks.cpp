@@ -121,6 +121,10 @@ std::uint64_t SqliteMusicLibrary::lastIdentifier() {
     return body_->identifiers.highestGiven();
 }
 
+void SqliteMusicLibrary::passOverIdentifiers(std::uint64_t highest) {
+    body_->identifiers.passOver(highest);
+}
+
 std::unordered_set<std::string> SqliteMusicLibrary::assetNames() {
     const SqliteStatement::Use use(body_->selectAssetPaths);
     std::unordered_set<std::string> names;
