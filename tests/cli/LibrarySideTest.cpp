@@ -4,6 +4,7 @@
 #include <sqlite3.h>
 
 #include "tests/TemporaryFolder.hpp"
+#include "util/FilePath.hpp"
 
 namespace quillet::cli {
 namespace {
@@ -26,6 +27,21 @@ class NotedReports : public BatchReporter {
     std::vector<std::string> notes;
 };
 
+/// Another program with the library open: by default it holds the lock.
+class OtherProgram {
+  public:
+    explicit OtherProgram(const std::string& database, const char* statement = "BEGIN IMMEDIATE") {
+        EXPECT_EQ(sqlite3_open(database.c_str(), &connection_), SQLITE_OK);
+        EXPECT_EQ(sqlite3_exec(connection_, statement, nullptr, nullptr, nullptr), SQLITE_OK);
+    }
+    ~OtherProgram() { sqlite3_close(connection_); }
+    OtherProgram(const OtherProgram&) = delete;
+    OtherProgram& operator=(const OtherProgram&) = delete;
+
+  private:
+    sqlite3* connection_ = nullptr;
+};
+
 class LibrarySideTest : public testing::Test {
   protected:
     void drop(const std::string& name, const std::string& sample = "untagged.m4a") {
@@ -38,7 +54,8 @@ class LibrarySideTest : public testing::Test {
     }
     std::vector<std::string> names() {
         std::vector<std::string> found;
-        platform.library.forEachTrack([&](const LibraryTrack& track) { found.push_back(track.origin ? track.origin->fileName : ""); });
+        platform.library.forEachTrack(
+            [&](const LibraryTrack& track) { found.push_back(track.origin ? track.origin->fileName : ""); });
         return found;
     }
 
@@ -73,16 +90,76 @@ TEST_F(LibrarySideTest, WhatTheLibraryRefusesIsToldKeptAndImportedByTheNextReche
 
 TEST_F(LibrarySideTest, ALibraryThatStaysLockedIsWaitedForOnceAndWhatItCannotTakeStaysInTheDropFolder) {
     for (const char* name : {"a.m4a", "b.m4a", "c.m4a"}) drop(name);
-    sqlite3* other = nullptr;
-    ASSERT_EQ(sqlite3_open(at(SqliteMusicLibrary::kDatabase).c_str(), &other), SQLITE_OK);
-    ASSERT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
-    side.importNow({"a.m4a", "b.m4a", "c.m4a"});
+    {
+        const OtherProgram other(at(SqliteMusicLibrary::kDatabase));
+        side.importNow({"a.m4a", "b.m4a", "c.m4a"});
+    }
     EXPECT_THAT(reports.notes, ElementsAre("a.m4a not taken"));
     EXPECT_THAT(list(DevicePaths::kDropFolder), ElementsAre("b.m4a", "c.m4a"));
-    sqlite3_close(other);
     side.importNow({"b.m4a", "c.m4a"});
     side.recheck();
     EXPECT_THAT(names(), testing::UnorderedElementsAre("a.m4a", "b.m4a", "c.m4a"));
+}
+
+TEST_F(LibrarySideTest, ARemovalThatTheLibraryRefusesTakesNothingAndOneThatWasKilledIsEnded) {
+    drop("a.m4a");
+    drop("b.m4a");
+    side.importNow({"a.m4a", "b.m4a"});
+    const std::string asset = platform.library.track(1)->assetPath;
+    {
+        const OtherProgram other(at(SqliteMusicLibrary::kDatabase));
+        EXPECT_THROW(side.remove(1, false), LibraryError);
+        EXPECT_TRUE(util::fileExists(asset));
+    }
+    const std::string aside = at(DevicePaths::kMediaFolder) + "/.removed.";
+    std::filesystem::rename(asset, aside + "1");                                 // killed before the library
+    std::filesystem::rename(platform.library.track(2)->assetPath, aside + "2");  // killed after it
+    platform.library.remove(2, false);
+    EXPECT_EQ(side.recheck().found, 0U);
+    EXPECT_THAT(list(DevicePaths::kMediaFolder), ElementsAre(util::lastPathComponent(asset)));
+    EXPECT_EQ(side.remove(1, false), LibrarySide::Removal::removed);
+    EXPECT_THAT(list(DevicePaths::kMediaFolder), IsEmpty());
+}
+
+TEST_F(LibrarySideTest, ALibraryThatWasMadeAnewFilesNothingOverTheRecordsOfTheOneBefore) {
+    util::PropertyDictionary database;
+    for (int key = 1; key <= 12; ++key) {
+        const std::string name = "FILE" + std::to_string(key) + ".m4a";
+        std::filesystem::copy_file(std::string(QUILLET_SAMPLES) + "/untagged.m4a",
+                                   at(DevicePaths::kMediaFolder) + "/" + name);
+        database[std::to_string(key)] =
+            util::PropertyDictionary{{"assetPath", name}, {"values", util::PropertyDictionary{{"track_number", key}}}};
+    }
+    platform.propertyLists.writeToFile(database, at(DevicePaths::kImportDatabase), true);
+    LibrarySide again(platform, reports);
+    const RecheckResult result = again.recheck();
+    EXPECT_EQ(result.addedAgain, 12U);
+    EXPECT_EQ(result.found + result.failed + result.dropped, 0U);
+    EXPECT_EQ(again.recheck().records, 12U);
+}
+
+TEST_F(LibrarySideTest, NamesThatLeadOutsideTheFoldersAreNotFollowed) {
+    const std::string victim =
+        root.write("victim.m4a", test::contentOf(std::string(QUILLET_SAMPLES) + "/untagged.m4a"));
+    const std::string up = "../../../../../../../victim.m4a";
+    ASSERT_TRUE(util::fileExists(at(DevicePaths::kMediaFolder) + "/" + up));
+    drop("song.m4a");
+    side.importNow({"song.m4a"});
+    platform.propertyLists.writeToFile({{"1", util::PropertyDictionary{{"assetPath", "X.m4a"}, {"artwork", up}}},
+                                        {"77", util::PropertyDictionary{{"assetPath", up}, {"artwork", up}}},
+                                        {"78", util::PropertyDictionary{{"assetPath", ".."}}}},
+                                       at(DevicePaths::kImportDatabase), true);
+    const auto facts = util::factsOf(victim);
+    OriginJournal(at(DevicePaths::kImportDatabaseFolder) + "/Origins.jsonl")
+        .add({up, {"victim.m4a", facts->device, facts->inode}, up});
+    {
+        // A library that somebody else has put a path into.
+        const OtherProgram other(at(SqliteMusicLibrary::kDatabase), "UPDATE item_extra SET asset_path = '/victim.m4a'");
+    }
+    LibrarySide again(platform, reports);
+    EXPECT_EQ(again.recheck().addedAgain, 0U);
+    EXPECT_EQ(again.remove(1, false), LibrarySide::Removal::removed);
+    EXPECT_TRUE(util::fileExists(victim));
 }
 
 TEST_F(LibrarySideTest, AFileOfTheMediaFolderThatIsNoAudioStaysThere) {

@@ -188,6 +188,7 @@ class ImportTest(RootTest):
         self.assertTrue(all(os.path.exists(path) for path in files))
         imported = sum(one["status"] == "imported" for one in done)
         self.assertEqual(len(self.tracks()), imported)
+        self.assertEqual(list(self.drop.iterdir()), [], "what failed is not left there to come in twice")
         for track in self.tracks():
             self.assertEqual(os.path.getsize(track["assetPath"]) > 20000, True)
 

@@ -138,6 +138,23 @@ class BesideTest(RootTest):
 
 
 class KillTest(RootTest):
+    def test_a_kill_at_any_write_of_the_library_leaves_one_that_opens(self):
+        killed = 0
+        for write in range(1, 115, 6):  # from making the tables to the last checkpoint
+            with self.subTest(write=write):
+                self.use_root(self.base / f"root{write}")
+                files = [self.sample("untagged.m4a", f"{number}.m4a", number) for number in range(3)]
+                done = subprocess.run(["strace", "-f", "-o", "/dev/null", "-e", "trace=pwrite64", "-e",
+                                       f"inject=pwrite64:signal=KILL:when={write}", BINARY, "--root", self.root,
+                                       "import", "--move", *files], capture_output=True)
+                killed += done.returncode == -signal.SIGKILL
+                self.run_quillet("recheck")
+                waiting = [*self.files.iterdir(), *self.drop.iterdir()]
+                self.assert_whole(3 - len(waiting))
+                for path in self.files.iterdir():
+                    path.unlink()
+        self.assertGreater(killed, 10)
+
     def test_after_a_kill_in_the_middle_of_a_batch_every_file_is_in_the_library_once(self):
         for number in range(60):
             self.drop_file(self.sample("untagged.m4a", f"{number}.m4a", number))
