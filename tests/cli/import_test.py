@@ -7,7 +7,6 @@ import plistlib
 import resource
 import sqlite3
 import subprocess
-import threading
 import unittest
 
 import harness
@@ -163,14 +162,14 @@ class ImportTest(RootTest):
 
     def test_a_library_that_another_program_has_locked_for_a_while_is_waited_for(self):
         self.run_quillet("import", SAMPLES / "morning.m4a")
-        library = sqlite3.connect(self.library, isolation_level=None, check_same_thread=False)
+        library = sqlite3.connect(self.library, isolation_level=None)
         library.execute("BEGIN IMMEDIATE")
-        release = threading.Timer(1.5, library.execute, ["COMMIT"])
-        release.start()
-        self.run_quillet("import", SAMPLES / "evening.m4a")
-        release.join()
+        with subprocess.Popen([BINARY, "--root", self.root, "import", SAMPLES / "evening.m4a"], text=True,
+                              stdout=subprocess.DEVNULL, stderr=subprocess.PIPE) as process:
+            self.assertIn("locked by another", process.stderr.readline())
+            library.execute("COMMIT")
         library.close()
-        self.assertIn("locked by another", self.errors)
+        self.assertEqual(process.returncode, 0)
         self.assert_whole(2)
 
     @unittest.skipUnless(os.geteuid() == 0, "needs root to mount a small file system")
