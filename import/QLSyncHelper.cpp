@@ -26,6 +26,7 @@ namespace {
 
 using util::PropertyDictionary;
 using util::PropertyValue;
+using util::textAt;
 
 /// The library's media type for music.
 constexpr std::uint32_t kMusic = 8;
@@ -42,11 +43,6 @@ std::string assetNameFor(const std::string& entry) {
     while (name.size() + extension.size() > util::kLongestFileName)
         extension = util::utf16Prefix(extension, util::utf16Length(extension) - 1);
     return name + extension;
-}
-
-std::string textAt(const PropertyDictionary& record, std::string_view key) {
-    const PropertyValue* value = util::find(record, key);
-    return value != nullptr && value->text() != nullptr ? *value->text() : std::string();
 }
 
 }  // namespace

@@ -25,4 +25,9 @@ const PropertyValue* find(const PropertyDictionary& dictionary, std::string_view
     return found == dictionary.end() ? nullptr : &found->second;
 }
 
+std::string textAt(const PropertyDictionary& dictionary, std::string_view key) {
+    const PropertyValue* value = find(dictionary, key);
+    return value != nullptr && value->text() != nullptr ? *value->text() : std::string();
+}
+
 }  // namespace quillet::util

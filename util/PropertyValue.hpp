@@ -66,6 +66,8 @@ class PropertyValue {
         value_;
 };
 
+/// The text under `key`; "" where there is none, or a value of another type.
+std::string textAt(const PropertyDictionary& dictionary, std::string_view key);
 /// The value under `key`, or null.
 const PropertyValue* find(const PropertyDictionary& dictionary, std::string_view key);
 
