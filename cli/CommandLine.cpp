@@ -1,12 +1,18 @@
 #include "cli/CommandLine.hpp"
 
+#include <fmt/format.h>
+
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <charconv>
 #include <exception>
 #include <functional>
 #include <string>
+#include <string_view>
 
 #include "cli/Commands.hpp"
 #include "cli/Console.hpp"
+#include "cli/HelpTexts.hpp"
 #include "cli/Root.hpp"
 #include "util/Log.hpp"
 
@@ -14,46 +20,33 @@ namespace quillet::cli {
 
 namespace {
 
-constexpr const char* kExamples = R"(Examples:
-  quillet import ~/Music/new              put all audio files of a folder into the library
-  quillet import --move song.m4a          the same for one file, which is moved
-  quillet watch                           import whatever is dropped, until interrupted
-  quillet library list                    what the library holds
-  quillet library list --json | jq .title
-  quillet library remove 12 --keep-file   take track 12 out; the next recheck brings it back
-
-The library lies under a root folder: --root DIR, else $QUILLET_ROOT, else $XDG_DATA_HOME/quillet, else
-~/.local/share/quillet. Exit status: 0 all done, 1 some files failed (the others are done), 2 wrong usage, 3 nothing to do,
-130 interrupted with a clean state.)";
-
-constexpr const char* kImportFooter =
-    R"(The files are copied, and yours are left alone. Something in a folder that is not audio is passed over; named itself,
-it is a failure. If a watch runs on the root, it imports the files; otherwise this command does it itself.
-
-Examples:
-  quillet import song.m4a other.mp3
-  quillet import --json ~/Downloads > imported.jsonl)";
-
-constexpr const char* kWatchFooter =
-    R"(Drop audio files into ROOT/private/var/mobile/Media/Quillet/Import: they are imported when the folder has been still for
-about a second. What is no audio goes to the folder Rejected beside it; hidden files and partial downloads (.part,
-.crdownload ...) stay until they are renamed. SIGINT and SIGTERM end the watch after the batch in hand, with status 130.
-
-Example:
-  quillet --root /srv/music watch)";
-
 struct Invocation {
     std::string root;
     bool json = false;
     std::function<int(Console&, const DevicePaths&)> command;
 };
 
+/// Decimal digits alone: "010" is no number of a track, and never the eighth.
+std::uint64_t identifierOf(const std::string& text) {
+    std::uint64_t identifier = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), identifier);
+    if (error != std::errc() || std::to_string(identifier) != text)
+        throw CLI::ValidationError(fmt::format("'{}' is no identifier of a track, as library list prints them", text));
+    return identifier;
+}
+
+std::vector<std::uint64_t> identifiersOf(const std::vector<std::string>& texts) {
+    std::vector<std::uint64_t> identifiers(texts.size());
+    std::transform(texts.begin(), texts.end(), identifiers.begin(), identifierOf);
+    return identifiers;
+}
+
 void addImport(CLI::App& app, Invocation& invocation) {
     auto options = std::make_shared<ImportOptions>();
     CLI::App* import = app.add_subcommand("import", "Put audio files, or folders of them, into the library");
     import->add_option("PATH", options->paths, "Audio files and folders")->required();
     import->add_flag("--move", options->move, "Move the files instead of copying them");
-    import->footer(kImportFooter);
+    import->footer(kImportHelp);
     import->callback([options, &invocation] {
         invocation.command = [options](Console& console, const DevicePaths& paths) {
             return runImport(console, paths, *options);
@@ -65,8 +58,8 @@ void addWatch(CLI::App& app, Invocation& invocation) {
     auto options = std::make_shared<WatchOptions>();
     CLI::App* watch = app.add_subcommand("watch", "Import whatever is dropped, until interrupted");
     watch->add_flag("--poll", options->polling,
-                    "Look at the drop folder once a second, for file systems that do not notify (network shares)");
-    watch->footer(kWatchFooter);
+                    "Look at the drop folder once a second, for file systems that do not notify");
+    watch->footer(kWatchHelp);
     watch->callback([options, &invocation] {
         invocation.command = [options](Console& console, const DevicePaths& paths) {
             return runWatch(console, paths, *options);
@@ -75,38 +68,59 @@ void addWatch(CLI::App& app, Invocation& invocation) {
 }
 
 void addRecheck(CLI::App& app, Invocation& invocation) {
-    CLI::App* recheck =
-        app.add_subcommand("recheck", "Add again what vanished from the library while its file is still there");
-    recheck->footer(
-        "Files in the media folder that nothing knows of, as a killed import leaves them, are imported too.");
+    CLI::App* recheck = app.add_subcommand("recheck", "Add again what vanished while its file is still there");
+    recheck->footer(kRecheckHelp);
     recheck->callback([&invocation] { invocation.command = runRecheck; });
 }
 
 void addLibrary(CLI::App& app, Invocation& invocation) {
     CLI::App* library = app.add_subcommand("library", "What the library holds");
     library->require_subcommand(1);
+    library->footer(kLibraryHelp);
     CLI::App* list = library->add_subcommand("list", "All tracks, one a line");
-    list->footer("In a pipe: tab-separated ID, title, artist, album, track, year and playing time.");
+    list->footer(kListHelp);
     list->callback([&invocation] { invocation.command = runLibraryList; });
 
-    auto identifiers = std::make_shared<std::vector<std::uint64_t>>();
+    auto texts = std::make_shared<std::vector<std::string>>();
     auto keepFile = std::make_shared<bool>(false);
     CLI::App* show = library->add_subcommand("show", "All that is known of some tracks");
-    show->add_option("ID", *identifiers, "Identifiers, as library list prints them")->required();
-    show->callback([identifiers, &invocation] {
-        invocation.command = [identifiers](Console& console, const DevicePaths& paths) {
-            return runLibraryShow(console, paths, *identifiers);
+    show->add_option("ID", *texts, "Identifiers, as library list prints them")->required();
+    show->footer(kShowHelp);
+    show->callback([texts, &invocation] {
+        invocation.command = [identifiers = identifiersOf(*texts)](Console& console, const DevicePaths& paths) {
+            return runLibraryShow(console, paths, identifiers);
         };
     });
-    CLI::App* remove = library->add_subcommand("remove", "Take tracks out, with their records and files, for good");
-    remove->add_option("ID", *identifiers, "Identifiers, as library list prints them")->required();
-    remove->add_flag("--keep-file", *keepFile, "Take out the track alone; the next recheck brings it back");
-    remove->footer("Example:\n  quillet library remove 3 4");
-    remove->callback([identifiers, keepFile, &invocation] {
-        invocation.command = [identifiers, keepFile](Console& console, const DevicePaths& paths) {
-            return runLibraryRemove(console, paths, *identifiers, *keepFile);
+    CLI::App* remove = library->add_subcommand("remove", "Take tracks out, with their files, for good");
+    remove->add_option("ID", *texts, "Identifiers, as library list prints them")->required();
+    remove->add_flag("--keep-file", *keepFile, "Take out the track alone; the next re-check brings it back");
+    remove->footer(kRemoveHelp);
+    remove->callback([texts, keepFile, &invocation] {
+        invocation.command = [identifiers = identifiersOf(*texts), keepFile](Console& console,
+                                                                             const DevicePaths& paths) {
+            return runLibraryRemove(console, paths, identifiers, *keepFile);
         };
     });
+}
+
+/// Help and version go to standard output; what is wrong is one line.
+int explain(CLI::App& app, const CLI::ParseError& error, int argumentCount, char** arguments) {
+    if (error.get_exit_code() == 0) {
+        app.exit(error);
+        return kAllDone;
+    }
+    std::string reason = error.what();
+    // "A subcommand is required" hides which word was taken for one.
+    if (reason.find("subcommand") != reason.npos) {
+        const std::string words = fmt::to_string(fmt::join(arguments + 1, arguments + argumentCount, " "));
+        reason = fmt::format(
+            "'quillet {}' names none of the commands import, watch, recheck, library list, library "
+            "show and library remove",
+            shown(words));
+    }
+    std::replace(reason.begin(), reason.end(), '\n', ' ');
+    fmt::print(stderr, "quillet: {}; see quillet --help\n", reason);
+    return kWrongUsage;
 }
 
 }  // namespace
@@ -115,11 +129,14 @@ int runCommandLine(int argumentCount, char** arguments) {
     Invocation invocation;
     CLI::App app("Puts fetched audio files into a music library.", "quillet");
     app.set_version_flag("--version", "quillet " QUILLET_VERSION);
-    app.add_option("--root", invocation.root, "The folder that the library lies under")->type_name("DIR");
+    app.add_option("--root", invocation.root, "The folder that the library lies under")
+        ->type_name("DIR")
+        ->check([](const std::string& root) { return root.empty() ? std::string("the root is empty") : std::string(); })
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
     app.add_flag("--json", invocation.json, "Results as JSON Lines");
     app.require_subcommand(1);
     app.fallthrough();
-    app.footer(kExamples);
+    app.footer(kMainHelp);
     addImport(app, invocation);
     addWatch(app, invocation);
     addRecheck(app, invocation);
@@ -129,7 +146,7 @@ int runCommandLine(int argumentCount, char** arguments) {
     try {
         app.parse(argumentCount, arguments);
     } catch (const CLI::ParseError& error) {
-        return app.exit(error) == 0 ? kAllDone : kWrongUsage;
+        return explain(app, error, argumentCount, arguments);
     }
 
     Console console(invocation.json);
@@ -141,10 +158,7 @@ int runCommandLine(int argumentCount, char** arguments) {
         console.error(error.what());
     }
     util::setLogSink({});
-    if (!console.finish() && status == kAllDone) {
-        console.error("standard output did not take all results");
-        status = kSomeFailed;
-    }
+    if (!console.finish() && status == kAllDone) status = kSomeFailed;
     return status;
 }
 

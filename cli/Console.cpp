@@ -4,8 +4,10 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <cwchar>
 #include <nlohmann/json.hpp>
 
@@ -70,8 +72,8 @@ std::size_t Console::width() const {
 
 void Console::line(std::string_view text) {
     makeRoom();
-    std::fwrite(text.data(), 1, text.size(), stdout);
-    std::fputc('\n', stdout);
+    const bool written = std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
+    if ((!written || std::fputc('\n', stdout) == EOF) && outputError_ == 0) outputError_ = errno;
 }
 
 void Console::jsonLine(const nlohmann::ordered_json& object) {
@@ -94,7 +96,10 @@ void Console::error(std::string_view text) {
 }
 
 bool Console::finish() {
-    return std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
+    if (std::fflush(stdout) != 0 && outputError_ == 0) outputError_ = errno;
+    if (outputError_ != 0 && outputError_ != EPIPE)
+        error(fmt::format("standard output did not take all results: {}", std::strerror(outputError_)));
+    return outputError_ == 0;
 }
 
 std::string Console::coloured(Colour colour, std::string_view text) const {

@@ -34,7 +34,7 @@ class Console {
     /// Called before each line that is printed, to take away what is on the screen only for now; null for nothing.
     void beforeLines(std::function<void()> clear) { beforeLine_ = std::move(clear); }
 
-    /// Ends results; false where standard output did not take them all (a full disk, a closed pipe).
+    /// Ends results; false where standard output did not take them all, with a line unless a reader just had enough.
     bool finish();
 
     std::string coloured(Colour colour, std::string_view text) const;
@@ -45,6 +45,7 @@ class Console {
     }
 
     std::function<void()> beforeLine_;
+    int outputError_ = 0;  ///< errno of the first result that was not taken
     bool json_;
     bool outputIsTerminal_;
     bool errorIsTerminal_;

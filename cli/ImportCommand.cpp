@@ -1,3 +1,5 @@
+#include <fmt/format.h>
+
 #include <algorithm>
 
 #include "cli/Commands.hpp"
@@ -20,6 +22,8 @@ void report(const DevicePaths& paths, const std::vector<ImportFile>& files,
             library && outcomes[i].persistentID != 0 ? library->track(outcomes[i].persistentID) : std::nullopt;
         if (track)
             report.imported(files[i], *track);
+        else if (outcomes[i].reason == ImportRun::kInterruptedReason)
+            report.interrupted(files[i]);
         else
             report.failed(files[i], outcomes[i].reason.empty() ? "is not in the library any more" : outcomes[i].reason);
     }
@@ -29,13 +33,16 @@ void report(const DevicePaths& paths, const std::vector<ImportFile>& files,
 
 int runImport(Console& console, const DevicePaths& paths, const ImportOptions& options) {
     rememberInterrupts();
-    std::vector<ImportFile> files;
+    ImportSelection selection;
     {
         LibavMediaFramework media;
-        files = selectFiles(media, paths, options);
+        selection = selectFiles(media, paths, options);
     }
+    const std::vector<ImportFile>& files = selection.files;
+    if (selection.passedOver > 0)
+        console.note(fmt::format("passed over in folders, since they are not audio: {} files", selection.passedOver));
     if (files.empty() && !interrupted()) {
-        console.error("there is no audio file to import");
+        console.error(fmt::format("there is no audio file to import in {}", shown(options.paths.front())));
         return kNothingToDo;
     }
     ImportRun run(console, paths, files, options.move);
@@ -45,9 +52,11 @@ int runImport(Console& console, const DevicePaths& paths, const ImportOptions& o
     ImportReport outcome(console);
     report(paths, files, run.outcomes(), outcome);
     if (console.errorIsTerminal() && files.size() > 1)
-        console.note(std::to_string(outcome.importedCount()) + " imported, " + std::to_string(outcome.failedCount()) +
-                     " failed");
-    if (interrupted()) return kInterrupted;
+        console.note(fmt::format("{} imported, {} failed", outcome.importedCount(), outcome.failedCount()));
+    if (interrupted()) {
+        console.note(fmt::format("interrupted; of {} files {} were imported", files.size(), outcome.importedCount()));
+        return kInterrupted;
+    }
     return outcome.failedCount() > 0 ? kSomeFailed : kAllDone;
 }
 

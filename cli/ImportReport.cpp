@@ -28,8 +28,16 @@ void ImportReport::imported(const ImportFile& file, const LibraryTrack& track) {
 }
 
 void ImportReport::failed(const ImportFile& file, const std::string& reason) {
-    ++failed_;
     console_.error(fmt::format("{}: {}", shown(file.shownPath), reason));
+    addFailure(file, reason);
+}
+
+void ImportReport::interrupted(const ImportFile& file) {
+    addFailure(file, "interrupted");
+}
+
+void ImportReport::addFailure(const ImportFile& file, const std::string& reason) {
+    ++failed_;
     if (!console_.json()) return;
     nlohmann::ordered_json object;
     addFileName(object, "file", file.shownPath);

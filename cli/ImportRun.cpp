@@ -3,10 +3,12 @@
 #include <fmt/format.h>
 
 #include <chrono>
+#include <map>
 #include <unordered_set>
 #include <utility>
 
 #include "cli/Interrupt.hpp"
+#include "cli/LibraryRequests.hpp"
 #include "cli/LibrarySide.hpp"
 #include "cli/RecheckReport.hpp"
 #include "cli/Root.hpp"
@@ -23,7 +25,6 @@ constexpr std::chrono::seconds kLongestWay(15);
 /// waits for a locked library.
 constexpr std::chrono::seconds kLongestSilence(90);
 
-constexpr const char* kInterruptedReason = "interrupted before it was imported";
 constexpr const char* kLockedReason = "the library is locked by another program; nothing of it was taken";
 constexpr const char* kSilenceReason = "the other process did not take it; see what that one says";
 constexpr const char* kOnItsWayReason = "was handed over and is on its way into the library, or for the next recheck";
@@ -114,6 +115,7 @@ void ImportRun::follow() {
     if (SqliteMusicLibrary::exists(paths_))
         lastIdentifier_ = SqliteMusicLibrary(paths_, SqliteMusicLibrary::Mode::readOnly).lastIdentifier();
     handOverAll();
+    tellOfAll();
     auto lastNews = std::chrono::steady_clock::now();
     while (openCount_ > 0 && !interrupted()) {
         if (askLibrary()) lastNews = std::chrono::steady_clock::now();
@@ -131,6 +133,16 @@ void ImportRun::follow() {
     withdrawAll(kInterruptedReason);
 }
 
+void ImportRun::tellOfAll() const {
+    std::map<std::string, std::string> fileNames;
+    for (std::size_t i = 0; i < files_.size(); ++i)
+        if (isOpen(i)) fileNames.emplace(handed_[i]->entry, handed_[i]->fileName);
+    if (fileNames.empty()) return;
+    UvEventLoop loop;
+    SocketMessagingCenters centers(paths_, loop);
+    (void)requestTaking(centers, fileNames);  // unheard, the files are found when the folder is quiet
+}
+
 bool ImportRun::askLibrary() {
     if (openCount_ == 0 || !SqliteMusicLibrary::exists(paths_)) return false;
     SqliteMusicLibrary library(paths_, SqliteMusicLibrary::Mode::readOnly);
@@ -140,7 +152,12 @@ bool ImportRun::askLibrary() {
     newestIdentifier_ = newest;
     for (std::size_t i = 0; i < files_.size(); ++i) {
         if (!isOpen(i)) continue;
-        if (const auto identifier = library.trackOfOrigin(handed_[i]->origin, lastIdentifier_)) {
+        auto identifier = library.trackOfOrigin(handed_[i]->origin, lastIdentifier_);
+        if (!identifier) {  // taken at our word, it bears the user's name
+            const TrackOrigin& origin = handed_[i]->origin;
+            identifier = library.trackOfOrigin({handed_[i]->fileName, origin.device, origin.inode}, lastIdentifier_);
+        }
+        if (identifier) {
             settle(i, {*identifier, ""});
             bar_->advance(++progress_);
             news = true;

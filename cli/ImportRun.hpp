@@ -19,6 +19,7 @@ namespace quillet::cli {
 /// beside another process where it is not, and as its heir where that process ends before all files are taken.
 class ImportRun : public BatchReporter {
   public:
+    static constexpr const char* kInterruptedReason = "interrupted before it was imported";
     /// What became of one file.
     struct Outcome {
         std::uint64_t persistentID = 0;  ///< 0 where it is not in the library
@@ -44,6 +45,7 @@ class ImportRun : public BatchReporter {
     void beLibrarySide();
     void follow();
     bool askLibrary();
+    void tellOfAll() const;
     void lookForTaken();
     void fail(const std::string& entry, const std::string& path, const std::string& reason);
     void settle(std::size_t file, Outcome outcome);

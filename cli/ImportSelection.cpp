@@ -33,6 +33,8 @@ class Selection {
         const fs::file_status status = fs::status(named, error);
         if (fs::is_directory(status)) return addFolder(named);
         // What cannot be found is told apart from what may not be looked at.
+        if (error && error != std::errc::no_such_file_or_directory && error != std::errc::not_a_directory)
+            return add(named, named, "cannot be read: " + error.message());
         if (!fs::exists(status)) {
             const bool dangling = fs::is_symlink(fs::symlink_status(named, error));
             return add(named, named, dangling ? "is a link to nothing" : "no such file");
@@ -40,7 +42,7 @@ class Selection {
         add(named, resolved(named), reasonAgainst(named));
     }
 
-    std::vector<ImportFile> take() { return std::move(files_); }
+    ImportSelection take() { return {std::move(files_), passedOver_}; }
 
   private:
     static std::string resolved(const std::string& path) {
@@ -85,7 +87,10 @@ class Selection {
                 if (!isOwn(resolved(path) + "/")) addFolder(path);
             } else if (entry.is_regular_file(error)) {
                 const std::string reason = reasonAgainst(path);
-                if (!LibavMediaFramework::isNoAudio(reason)) add(path, resolved(path), reason);
+                if (LibavMediaFramework::isNoAudio(reason))
+                    ++passedOver_;
+                else
+                    add(path, resolved(path), reason);
             }
         }
     }
@@ -95,12 +100,12 @@ class Selection {
     bool move_;
     std::unordered_set<std::string> seen_;
     std::vector<ImportFile> files_;
+    std::size_t passedOver_ = 0;
 };
 
 }  // namespace
 
-std::vector<ImportFile> selectFiles(LibavMediaFramework& media, const DevicePaths& paths,
-                                    const ImportOptions& options) {
+ImportSelection selectFiles(LibavMediaFramework& media, const DevicePaths& paths, const ImportOptions& options) {
     Selection selection(media, paths, options.move);
     for (const std::string& named : options.paths) selection.addNamed(named);
     return selection.take();

@@ -79,6 +79,9 @@ int runLibraryShow(Console& console, const DevicePaths& paths, const std::vector
         const auto track = library ? library->track(identifier) : std::nullopt;
         if (!track) {
             console.error(fmt::format("{}: no such track", identifier));
+            if (console.json())
+                console.jsonLine(
+                    {{"persistentID", std::to_string(identifier)}, {"status", "failed"}, {"reason", "no such track"}});
             status = kSomeFailed;
             continue;
         }
@@ -103,6 +106,7 @@ int runLibraryRemove(Console& console, const DevicePaths& paths, const std::vect
             nlohmann::ordered_json object = {{"persistentID", std::to_string(identifier)},
                                              {"status", removed ? "removed" : "failed"}};
             if (!removed) object["reason"] = failure;
+            if (removed) object["fileKept"] = keepFile;
             console.jsonLine(object);
         } else if (removed) {
             console.line(fmt::format("{}: removed{}", identifier, keepFile ? "; its file is kept" : ""));

@@ -2,7 +2,11 @@
 
 #include <array>
 #include <exception>
+#include <unordered_set>
 #include <utility>
+
+#include "util/FilePath.hpp"
+#include "util/Text.hpp"
 
 namespace quillet::cli {
 
@@ -10,6 +14,7 @@ namespace {
 
 using util::PropertyDictionary;
 
+constexpr const char* kTakeMessage = "QLTakeEntries";
 constexpr const char* kRecheckMessage = "QLRecheck";
 constexpr const char* kRemoveMessage = "QLRemoveTrack";
 
@@ -40,11 +45,25 @@ PropertyDictionary answerRemoval(LibrarySide& side, const PropertyDictionary* us
     return answer;
 }
 
+void take(LibrarySide& side, const PropertyDictionary& entries) {
+    std::unordered_set<std::string> names;
+    for (const auto& [entry, fileName] : entries) {
+        if (!util::isEntryName(entry) || fileName.data() == nullptr) continue;
+        side.door().nameOrigin(entry, std::string(util::charactersOf(fileName.data()->bytes())));
+        names.insert(entry);
+    }
+    side.importNow(std::move(names));
+}
+
 }  // namespace
 
 std::shared_ptr<MessagingCenter> serveRequests(MessagingCenters& centers, LibrarySide& side) {
     auto center = centers.centerNamed(kLibraryMessagingCenter);
     if (center == nullptr || !center->runServerOnCurrentThread()) return nullptr;
+    center->registerForMessageName(kTakeMessage, [&side](const std::string&, const PropertyDictionary* userInfo) {
+        if (userInfo != nullptr) take(side, *userInfo);
+        return std::optional<PropertyDictionary>();
+    });
     center->registerForMessageName(kRecheckMessage, [&side](const std::string&, const PropertyDictionary*) {
         PropertyDictionary answer;
         try {
@@ -59,6 +78,16 @@ std::shared_ptr<MessagingCenter> serveRequests(MessagingCenters& centers, Librar
         return std::optional(answerRemoval(side, userInfo));
     });
     return center;
+}
+
+bool requestTaking(MessagingCenters& centers, const std::map<std::string, std::string>& fileNames) {
+    PropertyDictionary entries;
+    for (const auto& [entry, fileName] : fileNames) {
+        // A message is text. An entry whose name is none is found when the folder is quiet.
+        if (util::isUTF8(entry)) entries[entry] = util::Data::copyOf(util::bytesOf(fileName));
+    }
+    const auto center = centers.centerNamed(kLibraryMessagingCenter);
+    return center != nullptr && center->sendMessageName(kTakeMessage, &entries);
 }
 
 std::optional<RecheckResult> requestRecheck(MessagingCenters& centers) {

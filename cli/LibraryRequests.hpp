@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 
@@ -14,6 +15,11 @@ inline constexpr const char* kLibraryMessagingCenter = "com.quillet.library";
 
 /// Serves requests on the loop until the center is dropped. `side` must outlive that.
 std::shared_ptr<MessagingCenter> serveRequests(MessagingCenters& centers, LibrarySide& side);
+
+/// Tells the library side that these entries of the drop folder are finished audio files, so that it need not wait
+/// until the folder is quiet. By the entry's name, the name that the user knows the file by. Does not wait; false where
+/// none serves.
+bool requestTaking(MessagingCenters& centers, const std::map<std::string, std::string>& fileNames);
 
 /// Each asks the library side and waits for its answer; nullopt where none serves.
 std::optional<RecheckResult> requestRecheck(MessagingCenters& centers);

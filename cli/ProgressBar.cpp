@@ -1,6 +1,8 @@
 #include "cli/ProgressBar.hpp"
 
 #include <fmt/format.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -37,10 +39,16 @@ void ProgressBar::advance(std::size_t done) {
 }
 
 void ProgressBar::draw() {
-    const std::size_t filled = done_ * kBarWidth / total_;
+    const std::string count = fmt::format("{}/{}", done_, total_);
+    winsize terminal = {};
+    const bool isKnown = ioctl(STDERR_FILENO, TIOCGWINSZ, &terminal) == 0 && terminal.ws_col > 0;
+    const std::size_t columns = isKnown ? terminal.ws_col : 80;
+    const std::size_t others = what_.size() + count.size() + 3;
+    const std::size_t width = std::min(kBarWidth, columns > others ? columns - others : 0);
+    const std::size_t filled = done_ * width / total_;
     std::string bar;
-    for (std::size_t i = 0; i < kBarWidth; ++i) bar += i < filled ? "█" : "░";
-    fmt::print(stderr, "\r\x1b[K{} {} {}/{}", what_, bar, done_, total_);
+    for (std::size_t i = 0; i < width; ++i) bar += i < filled ? "█" : "░";
+    fmt::print(stderr, "\r\x1b[K{} {} {}", what_, bar, count);
     std::fflush(stderr);
     visible_ = true;
 }

@@ -7,6 +7,10 @@
 namespace quillet::cli {
 
 int runRecheck(Console& console, const DevicePaths& paths) {
+    if (!util::fileExists(paths.at(DevicePaths::kImportDatabaseFolder)) && !SqliteMusicLibrary::exists(paths)) {
+        console.error(fmt::format("there is no library at {} yet", paths.root()));
+        return kNothingToDo;
+    }
     RecheckResult result;
     withLibrarySide(
         console, paths, "recheck", [&](LibrarySide& side) { result = side.recheck(); },

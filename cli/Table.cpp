@@ -8,7 +8,7 @@ namespace quillet::cli {
 namespace {
 
 constexpr std::size_t kGap = 2;              // columns between two cells
-constexpr std::size_t kNarrowestColumn = 8;  // to which text is cut at the most
+constexpr std::size_t kNarrowestColumn = 4;  // to which text is cut at the most
 
 std::string padded(const std::string& text, std::size_t width, bool right) {
     const std::size_t columns = columnsOf(text);

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <cerrno>
 #include <string_view>
 
 #include "platform/linux/SqliteMusicLibraryBody.hpp"
@@ -143,7 +144,11 @@ SqliteMusicLibrary::~SqliteMusicLibrary() {
 }
 
 bool SqliteMusicLibrary::exists(const DevicePaths& paths) {
+    errno = 0;
     const auto facts = util::factsOf(paths.at(kDatabase));
+    if (!facts && errno == EACCES)
+        throw LibraryError(fmt::format("the music library {} cannot be read: {}", paths.at(kDatabase),
+                                       util::Status::failure(EACCES).message()));
     return facts && facts->size > 0;  // empty while it is being made
 }
 

@@ -51,7 +51,7 @@ class SqliteMusicLibrary : public MusicLibrary {
     SqliteMusicLibrary(const DevicePaths& paths, Mode mode,
                        std::chrono::milliseconds busyLimit = std::chrono::seconds(60));
     ~SqliteMusicLibrary() override;
-    /// Whether the root has a library yet.
+    /// Whether the root has a library yet. Throws LibraryError where that may not be looked at.
     static bool exists(const DevicePaths& paths);
 
     // MusicLibrary. These never throw: a failure is a status, nullopt and one log line.

@@ -133,8 +133,9 @@ std::unique_ptr<SqliteDatabase> openToRead(const std::string& path, std::chrono:
     try {
         checkIsLibrary(*database);
     } catch (const SqliteError& error) {
-        // A log cannot be made beside the file: nobody writes there, so the file alone is the library.
-        if (error.code() != SQLITE_CANTOPEN && error.code() != SQLITE_READONLY_CANTINIT) throw;
+        // A log cannot be made beside the file, and there is none: the file alone is the library.
+        const bool cannotWriteBeside = error.code() == SQLITE_CANTOPEN || (error.code() & 0xFF) == SQLITE_READONLY;
+        if (!cannotWriteBeside || hasContent(path + "-wal") || hasContent(path + "-journal")) throw;
         database = std::make_unique<SqliteDatabase>(path, SqliteDatabase::Opening::peek, busyLimit);
         checkIsLibrary(*database);
     }

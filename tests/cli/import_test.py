@@ -89,7 +89,13 @@ class ImportTest(RootTest):
     def test_nothing_to_do_wrong_usage_and_an_empty_library_have_their_statuses(self):
         self.run_quillet("import", self.files, status=3)
         self.run_quillet("import", status=2)
-        self.run_quillet("library", "show", "x", status=2)
+        for wrong in ("x", "010", "0x4", "-1", "", "99999999999999999999"):
+            self.run_quillet("library", "remove", "--", wrong, status=2)
+            self.assertEqual(len(self.errors.splitlines()), 1)
+        self.run_quillet("imprt", "x", status=2)
+        self.assertIn("imprt", self.errors)
+        self.run_quillet("recheck", status=3)
+        self.assertFalse(self.root.exists())
         self.run_quillet("library", "show", "1", status=1)
         self.assertEqual(self.run_quillet("library", "list"), "")
 
@@ -229,12 +235,13 @@ class OutputTest(RootTest):
         self.run_quillet("import", SAMPLES)
         reading, writing = os.pipe()
         os.close(reading)
-        for output in (writing, os.open("/dev/full", os.O_WRONLY)):
+        for output, words in ((writing, b""), (os.open("/dev/full", os.O_WRONLY), b"No space left on device")):
             done = subprocess.run([BINARY, "--root", self.root, "library", "list"], stdout=output,
                                   stderr=subprocess.PIPE)
             os.close(output)
             self.assertEqual(done.returncode, 1)
-            self.assertIn(b"standard output", done.stderr)
+            self.assertIn(words, done.stderr)
+            self.assertEqual(bool(done.stderr), bool(words))
 
     def test_a_terminal_gets_an_aligned_table_that_fits(self):
         self.run_quillet("import", SAMPLES)

@@ -95,6 +95,18 @@ class DropTest(RootTest):
 
 
 class BesideTest(RootTest):
+    def test_an_import_beside_a_watch_need_not_wait_for_the_folder_to_be_quiet(self):
+        self.watch()
+        self.sample("bars.mp3", number=1)
+        (self.files / "other").mkdir()
+        self.sample("bars.mp3", "other/bars.mp3", number=2)
+        with subprocess.Popen(["sh", "-c", "while printf x; do :; done > growing.mp3.part"], cwd=self.drop) as writer:
+            self.addCleanup(writer.kill)
+            self.run_quillet("import", self.files)
+            self.assertIsNone(writer.poll())
+            writer.kill()
+        self.assertEqual([track["file"] for track in self.tracks()], ["bars.mp3"] * 2)
+
     def test_a_second_watch_says_who_is_there_and_imports_hand_over(self):
         watch = self.watch()
         self.run_quillet("watch", status=1)

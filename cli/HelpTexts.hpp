@@ -1,0 +1,87 @@
+#pragma once
+
+/// What stands below the options in the help of each command. Lines of at most 80 columns.
+namespace quillet::cli {
+
+inline constexpr const char* kMainHelp = R"(Examples:
+  quillet import ~/Music/new       all audio files of a folder into the library
+  quillet import --move song.m4a   the same for one file, which is moved
+  quillet watch                    import whatever is dropped, until interrupted
+  quillet library list             what the library holds
+  quillet library list --json | jq .title
+
+The library lies under a root folder: --root DIR, else $QUILLET_ROOT, else
+$XDG_DATA_HOME/quillet, else ~/.local/share/quillet.
+
+Exit status: 0 all done, 1 some files failed (the others are done), 2 wrong
+usage, 3 nothing to do, 130 interrupted with a clean state.
+)";
+
+inline constexpr const char* kImportHelp =
+    R"(The files are copied, and yours are left alone. Something in a folder that is
+not audio is passed over; named itself, it is a failure. Whether a file is in
+the library already is not looked at. If a watch runs on the root, it imports
+the files; otherwise this command does, and re-checks the library first.
+
+Examples:
+  quillet import song.m4a other.mp3
+  quillet import --json ~/Downloads > imported.jsonl
+
+--root DIR and --json work here as well.
+)";
+
+inline constexpr const char* kWatchHelp =
+    R"(Drop audio files into ROOT/private/var/mobile/Media/Quillet/Import: they are
+imported when nothing in the folder has changed for about a second. What is no
+audio file (a folder and a link too) goes to the folder Rejected beside it.
+Hidden files and partial downloads (.part, .crdownload ...) stay until they are
+renamed. SIGINT and SIGTERM end the watch after the batch in hand, with status
+130. --root DIR and --json work here as well.
+
+Example:
+  quillet --root /srv/music watch
+)";
+
+inline constexpr const char* kRecheckHelp =
+    R"(Files in the media folder that nothing knows of, as a killed import leaves them,
+are imported too. A watch, and an import that runs by itself, do the same when
+they start. --root DIR and --json work here as well.
+
+Example:
+  quillet recheck --json
+)";
+
+inline constexpr const char* kLibraryHelp = R"(Examples:
+  quillet library list
+  quillet library show 12
+  quillet library remove 12 --keep-file
+
+--root DIR and --json work here as well.
+)";
+
+inline constexpr const char* kListHelp =
+    R"(In a pipe: tab-separated ID, title, artist, album, track, year, playing time.
+--root DIR and --json work here as well.
+
+Example:
+  quillet library list --json | jq -r 'select(.year > 2000) | .title'
+)";
+
+inline constexpr const char* kShowHelp =
+    R"(With --json also "values": every property by the library's own name, each of the
+type that it has there. --root DIR works here as well.
+
+Example:
+  quillet library show 3 4
+)";
+
+inline constexpr const char* kRemoveHelp =
+    R"(With --keep-file the track alone goes; the next re-check, which is also the start
+of a watch or an import, brings it back. --root DIR and --json work here as well.
+
+Examples:
+  quillet library remove 3 4
+  quillet library remove 12 --keep-file
+)";
+
+}  // namespace quillet::cli
