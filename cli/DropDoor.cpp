@@ -181,8 +181,9 @@ void DropDoor::batchDidEnd() {
         if (taken && !safe) {
             try {
                 taken = platform_.library.track(one.persistentID).has_value();
-            } catch (const LibraryError&) {
-                taken = false;
+            } catch (const LibraryError& error) {
+                // It may be there. Told as taken, its file stays, and the next re-check imports it where it is not.
+                util::log(error.what());
             }
         }
         if (taken) {

@@ -7,8 +7,7 @@ function(quillet_test name)
   cmake_parse_arguments(ARG "RUN_SERIAL" "" "SOURCES;LIBS" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
   target_link_libraries(${name} PRIVATE quillet_flags ${ARG_LIBS} GTest::gmock GTest::gtest_main)
-  target_compile_definitions(${name} PRIVATE QUILLET_TEST_DATA="${PROJECT_SOURCE_DIR}/tests/data"
-                                             QUILLET_SAMPLES="${PROJECT_SOURCE_DIR}/samples")
+  target_compile_definitions(${name} PRIVATE QUILLET_SAMPLES="${PROJECT_SOURCE_DIR}/samples")
   gtest_discover_tests(${name} TEST_PREFIX "${QUILLET_TEST_PREFIX}" DISCOVERY_TIMEOUT 60
                        PROPERTIES TIMEOUT 120 RUN_SERIAL ${ARG_RUN_SERIAL})
 endfunction()
