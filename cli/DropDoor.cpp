@@ -8,6 +8,7 @@
 #include <array>
 #include <cerrno>
 #include <ctime>
+#include <iterator>
 
 #include "cli/FreeName.hpp"
 #include "util/FilePath.hpp"
@@ -98,11 +99,19 @@ void DropDoor::batchWillBegin() {
     platform_.library.beginGroup();
 }
 
+void DropDoor::arrange(std::vector<std::string>& entries) {
+    if (!only_) return;
+    const std::unordered_set<std::string> listed(entries.begin(), entries.end());
+    entries.clear();
+    std::copy_if(only_->begin(), only_->end(), std::back_inserter(entries),
+                 [&](const std::string& entry) { return listed.contains(entry); });
+}
+
 bool DropDoor::admits(const std::string& entry) {
     if (isStopped()) return false;
     // What the library cannot take now is as safe in the drop folder, and found there by the next batch.
     if (platform_.library.isLockedOut()) return false;
-    if (only_) return only_->contains(entry);
+    if (only_) return true;  // see arrange()
     if (isPartial(entry)) return false;
     const auto facts = util::factsOf(dropPath(entry));
     if (!facts) return false;  // gone since the folder was listed

@@ -26,9 +26,9 @@ class DropDoor : public BatchDoor {
     /// All must outlive the door.
     DropDoor(LinuxPlatform& platform, OriginJournal& journal, BatchReporter& reporter);
 
-    /// Until the next call, only these entries are taken: finished files that were found to be audio already. Nullopt
-    /// takes every entry again.
-    void takeOnly(std::optional<std::unordered_set<std::string>> entries) { only_ = std::move(entries); }
+    /// Until the next call, only these entries are taken, in this order: finished files that were found to be audio
+    /// already. Nullopt takes every entry again.
+    void takeOnly(std::optional<std::vector<std::string>> entries) { only_ = std::move(entries); }
     /// From now on no entry is taken once `stop` answers true.
     void stopWhen(bool (*stop)()) { stop_ = stop; }
     bool isStopped() const { return stop_ != nullptr && stop_(); }
@@ -55,6 +55,7 @@ class DropDoor : public BatchDoor {
     static bool isPartial(std::string_view name);
 
     void batchWillBegin() override;
+    void arrange(std::vector<std::string>& entries) override;
     bool admits(const std::string& entry) override;
     void willMove(const std::string& entry, const std::string& assetName) override;
     bool didMove(const std::string& entry, const std::string& assetName, const util::Status& moved) override;
@@ -76,7 +77,7 @@ class DropDoor : public BatchDoor {
     LinuxPlatform& platform_;
     OriginJournal& journal_;
     BatchReporter& reporter_;
-    std::optional<std::unordered_set<std::string>> only_;
+    std::optional<std::vector<std::string>> only_;
     std::unordered_map<std::string, std::string> originalNames_;
     TrackOrigin moving_;              ///< of the entry between willMove and didMove
     std::set<std::string> told_;      ///< what was reported as kept, by name and identity

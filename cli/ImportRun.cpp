@@ -3,8 +3,6 @@
 #include <fmt/format.h>
 
 #include <chrono>
-#include <map>
-#include <unordered_set>
 #include <utility>
 
 #include "cli/Interrupt.hpp"
@@ -95,11 +93,11 @@ void ImportRun::beLibrarySide() {
     reportRecheck(console_, side.recheck(), Verbosity::changesOnly);
     if (!isHandedOver_) handOverAll();
     side.door().stopWhen(interrupted);
-    std::unordered_set<std::string> entries;
+    std::vector<std::string> entries;
     for (std::size_t i = 0; i < files_.size(); ++i) {
         if (!isOpen(i)) continue;
         side.door().nameOrigin(handed_[i]->entry, handed_[i]->fileName);
-        entries.insert(handed_[i]->entry);
+        entries.push_back(handed_[i]->entry);
     }
     if (!interrupted() && !entries.empty()) side.importNow(std::move(entries));
     if (interrupted()) return withdrawAll(kInterruptedReason);
@@ -134,13 +132,13 @@ void ImportRun::follow() {
 }
 
 void ImportRun::tellOfAll() const {
-    std::map<std::string, std::string> fileNames;
+    std::vector<FinishedEntry> entries;
     for (std::size_t i = 0; i < files_.size(); ++i)
-        if (isOpen(i)) fileNames.emplace(handed_[i]->entry, handed_[i]->fileName);
-    if (fileNames.empty()) return;
+        if (isOpen(i)) entries.push_back({handed_[i]->entry, handed_[i]->fileName});
+    if (entries.empty()) return;
     UvEventLoop loop;
     SocketMessagingCenters centers(paths_, loop);
-    (void)requestTaking(centers, fileNames);  // unheard, the files are found when the folder is quiet
+    (void)requestTaking(centers, entries);  // unheard, the files are found when the folder is quiet
 }
 
 bool ImportRun::askLibrary() {

@@ -2,11 +2,9 @@
 
 #include <array>
 #include <exception>
-#include <unordered_set>
 #include <utility>
 
 #include "util/FilePath.hpp"
-#include "util/Text.hpp"
 
 namespace quillet::cli {
 
@@ -45,14 +43,27 @@ PropertyDictionary answerRemoval(LibrarySide& side, const PropertyDictionary* us
     return answer;
 }
 
-void take(LibrarySide& side, const PropertyDictionary& entries) {
-    std::unordered_set<std::string> names;
-    for (const auto& [entry, fileName] : entries) {
-        if (!util::isEntryName(entry) || fileName.data() == nullptr) continue;
-        side.door().nameOrigin(entry, std::string(util::charactersOf(fileName.data()->bytes())));
-        names.insert(entry);
+/// Names are any bytes, so they travel as data.
+util::Data dataOf(const std::string& name) {
+    return util::Data::copyOf(util::bytesOf(name));
+}
+
+std::string nameAt(const PropertyDictionary& dictionary, std::string_view key) {
+    const util::PropertyValue* value = util::find(dictionary, key);
+    const util::Data* data = value == nullptr ? nullptr : value->data();
+    return data == nullptr ? std::string() : std::string(util::charactersOf(data->bytes()));
+}
+
+void take(LibrarySide& side, const util::PropertyArray& finished) {
+    std::vector<std::string> entries;
+    for (const util::PropertyValue& one : finished) {
+        const PropertyDictionary* names = one.dictionary();
+        const std::string entry = names == nullptr ? "" : nameAt(*names, "entry");
+        if (!util::isEntryName(entry)) continue;
+        side.door().nameOrigin(entry, nameAt(*names, "file"));
+        entries.push_back(entry);
     }
-    side.importNow(std::move(names));
+    side.importNow(std::move(entries));
 }
 
 }  // namespace
@@ -61,7 +72,8 @@ std::shared_ptr<MessagingCenter> serveRequests(MessagingCenters& centers, Librar
     auto center = centers.centerNamed(kLibraryMessagingCenter);
     if (center == nullptr || !center->runServerOnCurrentThread()) return nullptr;
     center->registerForMessageName(kTakeMessage, [&side](const std::string&, const PropertyDictionary* userInfo) {
-        if (userInfo != nullptr) take(side, *userInfo);
+        const util::PropertyValue* entries = userInfo == nullptr ? nullptr : util::find(*userInfo, "entries");
+        if (entries != nullptr && entries->array() != nullptr) take(side, *entries->array());
         return std::optional<PropertyDictionary>();
     });
     center->registerForMessageName(kRecheckMessage, [&side](const std::string&, const PropertyDictionary*) {
@@ -80,14 +92,13 @@ std::shared_ptr<MessagingCenter> serveRequests(MessagingCenters& centers, Librar
     return center;
 }
 
-bool requestTaking(MessagingCenters& centers, const std::map<std::string, std::string>& fileNames) {
-    PropertyDictionary entries;
-    for (const auto& [entry, fileName] : fileNames) {
-        // A message is text. An entry whose name is none is found when the folder is quiet.
-        if (util::isUTF8(entry)) entries[entry] = util::Data::copyOf(util::bytesOf(fileName));
-    }
+bool requestTaking(MessagingCenters& centers, const std::vector<FinishedEntry>& entries) {
+    util::PropertyArray finished;
+    for (const FinishedEntry& one : entries)
+        finished.emplace_back(PropertyDictionary{{"entry", dataOf(one.entry)}, {"file", dataOf(one.fileName)}});
+    const PropertyDictionary userInfo = {{"entries", std::move(finished)}};
     const auto center = centers.centerNamed(kLibraryMessagingCenter);
-    return center != nullptr && center->sendMessageName(kTakeMessage, &entries);
+    return center != nullptr && center->sendMessageName(kTakeMessage, &userInfo);
 }
 
 std::optional<RecheckResult> requestRecheck(MessagingCenters& centers) {

@@ -1,9 +1,9 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "cli/LibrarySide.hpp"
 #include "platform/MessagingCenter.hpp"
@@ -16,10 +16,14 @@ inline constexpr const char* kLibraryMessagingCenter = "com.quillet.library";
 /// Serves requests on the loop until the center is dropped. `side` must outlive that.
 std::shared_ptr<MessagingCenter> serveRequests(MessagingCenters& centers, LibrarySide& side);
 
-/// Tells the library side that these entries of the drop folder are finished audio files, so that it need not wait
-/// until the folder is quiet. By the entry's name, the name that the user knows the file by. Does not wait; false where
-/// none serves.
-bool requestTaking(MessagingCenters& centers, const std::map<std::string, std::string>& fileNames);
+/// An entry of the drop folder that is a finished audio file, and the name that the user knows it by.
+struct FinishedEntry {
+    std::string entry;
+    std::string fileName;
+};
+/// Tells the library side of such entries, in the order in which they are wanted, so that it need not wait until the
+/// folder is quiet. Does not wait; false where none serves.
+bool requestTaking(MessagingCenters& centers, const std::vector<FinishedEntry>& entries);
 
 /// Each asks the library side and waits for its answer; nullopt where none serves.
 std::optional<RecheckResult> requestRecheck(MessagingCenters& centers);

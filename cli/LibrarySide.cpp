@@ -67,7 +67,7 @@ void LibrarySide::setDatabaseAside() {
     util::log(fmt::format("the import database was no property-list dictionary; it is set aside as {}", aside));
 }
 
-void LibrarySide::importNow(std::unordered_set<std::string> entries) {
+void LibrarySide::importNow(std::vector<std::string> entries) {
     door_.takeOnly(std::move(entries));
     engine_->directoryDidFinishChanges();
     door_.takeOnly(std::nullopt);

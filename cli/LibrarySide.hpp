@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <unordered_set>
+#include <vector>
 
 #include "cli/BatchReporter.hpp"
 #include "cli/DropDoor.hpp"
@@ -34,8 +34,8 @@ class LibrarySide {
     /// them.
     RecheckResult recheck();
 
-    /// Imports these entries of the drop folder now, as finished files, and nothing else there.
-    void importNow(std::unordered_set<std::string> entries);
+    /// Imports these entries of the drop folder now and in this order, as finished files, and nothing else there.
+    void importNow(std::vector<std::string> entries);
     DropDoor& door() { return door_; }
 
     /// Takes what lies in the drop folder already, as soon as the folder has settled.

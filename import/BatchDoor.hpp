@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "util/Files.hpp"
 
@@ -15,6 +16,8 @@ class BatchDoor {
 
     /// Before the drop folder is listed.
     virtual void batchWillBegin() {}
+    /// May put the listed entries into another order, or leave some out.
+    virtual void arrange(std::vector<std::string>& /*entries*/) {}
     /// Whether the entry is taken now; one that is not stays where the door left it.
     virtual bool admits(const std::string& /*entry*/) { return true; }
     /// Before the entry is moved to `assetName` in the media folder.

@@ -98,7 +98,8 @@ void QLSyncHelper::directoryDidFinishChanges() {
         (void)center->sendMessageName(std::string(kSyncSuccessMessage), nullptr);
     if (watcher_) watcher_->stopWatching();
     door_->batchWillBegin();
-    const auto entries = util::listDirectory(platform_.paths.at(dropFolderPath())).value_or(std::vector<std::string>());
+    auto entries = util::listDirectory(platform_.paths.at(dropFolderPath())).value_or(std::vector<std::string>());
+    door_->arrange(entries);
     for (const std::string& entry : entries)
         if (door_->admits(entry)) importEntry(entry);
     if (watcher_) watcher_->startWatching();

@@ -69,7 +69,7 @@ TEST_F(LibrarySideTest, WhatTheLibraryRefusesIsToldKeptAndImportedByTheNextReche
     drop("song.m4a");
     drop("other.m4a", "evening.m4a");
     platform.library.setImportationEnabled(false);
-    side.importNow({"song.m4a", "other.m4a"});
+    side.importNow({"other.m4a", "song.m4a"});
     EXPECT_THAT(reports.notes, ElementsAre("other.m4a not taken", "song.m4a not taken"));
     EXPECT_TRUE(side.door().lostTracks());
     EXPECT_THAT(names(), IsEmpty());

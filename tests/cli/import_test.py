@@ -107,6 +107,16 @@ class ImportTest(RootTest):
         self.assertEqual([track["file"] for track in self.tracks()], ["untagged.m4a"] * 2)
         self.assert_whole(2)
 
+    def test_tracks_are_numbered_in_the_order_given_and_by_path_within_a_folder(self):
+        for folder in ("b", "a"):
+            (self.files / folder).mkdir()
+            for number in (2, 1):
+                self.sample("untagged.m4a", f"{folder}/{number}.m4a", f"{folder}{number}")
+        done = self.run_json("import", self.files / "b", self.sample("bars.mp3"), self.files / "a")
+        self.assertEqual([one["persistentID"] for one in done], ["1", "2", "3", "4", "5"])
+        self.assertEqual([os.path.relpath(one["file"], self.files) for one in done],
+                         ["b/1.m4a", "b/2.m4a", "bars.mp3", "a/1.m4a", "a/2.m4a"])
+
     def test_strange_names_arrive_and_are_shown_safely(self):
         names = [b"x" * 251 + b".m4a", b"line\nbreak.m4a", b"bytes \xff\xfe.m4a", b".hidden.m4a", b"noextension",
                  b"esc \x1b[31m.m4a", b"e." + b"m" * 250, b"http:song.m4a"]
@@ -122,8 +132,8 @@ class ImportTest(RootTest):
 
     def test_removal_takes_all_for_good_and_keep_file_lasts_until_the_next_recheck(self):
         self.run_quillet("import", SAMPLES / "morning.m4a", SAMPLES / "evening.m4a")
-        self.run_quillet("library", "remove", "2", "--keep-file")
-        self.assertEqual([track["persistentID"] for track in self.tracks()], ["1"])
+        self.run_quillet("library", "remove", "1", "--keep-file")
+        self.assertEqual([track["persistentID"] for track in self.tracks()], ["2"])
         result = self.run_json("recheck")[0]
         self.assertEqual((result["records"], result["addedAgain"]), (2, 1))
         again = self.tracks()[1]
@@ -134,7 +144,7 @@ class ImportTest(RootTest):
         self.assert_whole(1)
         artwork = list((self.quillet_folder / "ArtworkCache").iterdir())
         self.assertEqual(len(artwork), 1, "the other track has the same cover")
-        self.run_quillet("library", "remove", "1")
+        self.run_quillet("library", "remove", "2")
         self.assertEqual(list((self.quillet_folder / "ArtworkCache").iterdir()), [])
 
     def test_a_database_that_is_none_is_set_aside_and_unknown_keys_stay(self):
