@@ -26,7 +26,7 @@ class Console {
     /// One result line.
     void line(std::string_view text);
     void jsonLine(const nlohmann::ordered_json& object);
-    /// A remark on standard error: "quillet: text". Left out of nothing, JSON or not.
+    /// A remark on standard error: "quillet: text". Printed beside JSON results too.
     void note(std::string_view text);
     /// The same, in red on a terminal.
     void error(std::string_view text);

@@ -172,7 +172,6 @@ bool DropDoor::didMove(const std::string& entry, const std::string& assetName, c
         if (facts) reject(asset, entry, reasonAgainstKind(*facts));
         return false;
     }
-    originalNames_.erase(entry);
     platform_.library.noteOrigin(assetName, moving_);
     return true;
 }
@@ -202,6 +201,8 @@ void DropDoor::batchDidEnd() {
             reporter_.notTaken(one.entry, one.assetName);
         }
     }
+    // Kept, a name would stick to a later file that is put there under the same one.
+    originalNames_.clear();
     setLostTracks(lostTracks_);
     if (afterBatch_) afterBatch_();
 }

@@ -32,7 +32,8 @@ class DropDoor : public BatchDoor {
     /// From now on no entry is taken once `stop` answers true.
     void stopWhen(bool (*stop)()) { stop_ = stop; }
     bool isStopped() const { return stop_ != nullptr && stop_(); }
-    /// The name that the user knows a file of the drop folder by, where it had to be put there under another.
+    /// In the next batch: the name that the user knows a file of the drop folder by, where it was put there under
+    /// another.
     void nameOrigin(const std::string& entry, const std::string& fileName) { originalNames_[entry] = fileName; }
 
     /// Whether the drop folder holds entries that a batch has not looked at yet.

@@ -209,14 +209,15 @@ void ImportRun::notTaken(const std::string& entry, const std::string& assetName)
 void ImportRun::fail(const std::string& entry, const std::string& path, const std::string& reason) {
     const auto found = fileOfEntry_.find(entry);
     if (found == fileOfEntry_.end() || !open_[found->second]) {
-        console_.error(fmt::format("{}, which lay in the drop folder: {}; it is now {}", shown(entry), reason, path));
+        console_.error(
+            fmt::format("{}, which lay in the drop folder: {}; it is now {}", shown(entry), reason, shown(path)));
         return;
     }
     // What fails is as if it had never been handed over, so that the user can try again and has it once.
     if (handOver_.takeBack(files_[found->second], path))
         settle(found->second, {0, reason});
     else
-        settle(found->second, {0, fmt::format("{}; it is kept as {}", reason, path)});
+        settle(found->second, {0, fmt::format("{}; it is kept as {}", reason, shown(path))});
 }
 
 }  // namespace quillet::cli

@@ -8,9 +8,8 @@ namespace quillet::cli {
 
 void reportRecheck(Console& console, const RecheckResult& result, Verbosity verbosity) {
     const std::string text = fmt::format(
-        "records checked: {}; vanished from the library and added again: {}; vanished with their files: {}; unknown "
-        "files "
-        "imported: {}",
+        "records checked: {}; vanished from the library and added again: {}; vanished with their files: {}; "
+        "unknown files imported: {}",
         result.records, result.addedAgain, result.dropped, result.found);
     if (verbosity == Verbosity::changesOnly) {
         if (result.addedAgain + result.dropped + result.found > 0) console.note(text);

@@ -162,6 +162,14 @@ TEST_F(LibrarySideTest, NamesThatLeadOutsideTheFoldersAreNotFollowed) {
     EXPECT_TRUE(util::fileExists(victim));
 }
 
+TEST_F(LibrarySideTest, ANameThatWasGivenForOneBatchDoesNotStickToALaterFile) {
+    side.door().nameOrigin("song (2).m4a", "song.m4a");
+    side.importNow({"song (2).m4a"});  // which somebody else has taken meanwhile
+    drop("song (2).m4a");
+    side.importNow({"song (2).m4a"});
+    EXPECT_THAT(names(), ElementsAre("song (2).m4a"));
+}
+
 TEST_F(LibrarySideTest, AFileOfTheMediaFolderThatIsNoAudioStaysThere) {
     root.write("private/var/mobile/Media/iTunes_Control/Music/M00/STRAY.mp3", "no audio");
     EXPECT_EQ(side.recheck().found, 0U);

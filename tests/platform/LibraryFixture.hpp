@@ -18,6 +18,10 @@
 
 namespace quillet::test {
 
+using std::chrono::milliseconds;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
 using util::PropertyDictionary;
 using util::PropertyValue;
 using Mode = SqliteMusicLibrary::Mode;

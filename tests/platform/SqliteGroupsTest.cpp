@@ -5,16 +5,9 @@
 #include <set>
 
 #include "tests/platform/LibraryFixture.hpp"
-#include "util/Text.hpp"
 
 namespace quillet::test {
 namespace {
-
-using std::chrono::milliseconds;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using namespace std::string_literals;
 
 using SqliteGroupsTest = LibraryFixture;
 
