@@ -37,8 +37,11 @@ Data cutTo(const z_stream& stream, std::vector<std::uint8_t> buffer) {
 
 }  // namespace
 
-Data::Data(std::vector<std::uint8_t> bytes)
-    : storage_(std::make_shared<const std::vector<std::uint8_t>>(std::move(bytes))), view_(*storage_) {}
+Data::Data(std::vector<std::uint8_t> bytes) {
+    const auto storage = std::make_shared<const std::vector<std::uint8_t>>(std::move(bytes));
+    view_ = *storage;
+    storage_ = storage;
+}
 
 Data Data::copyOf(Bytes bytes) {
     return Data(std::vector<std::uint8_t>(bytes.begin(), bytes.end()));

@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "util/Bytes.hpp"
@@ -18,6 +19,8 @@ class Data {
   public:
     Data() = default;
     explicit Data(std::vector<std::uint8_t> bytes);
+    /// A view on bytes that `owner` keeps alive, and that nobody changes from now on.
+    Data(std::shared_ptr<const void> owner, Bytes view) noexcept : storage_(std::move(owner)), view_(view) {}
     /// Copies what it is given.
     static Data copyOf(Bytes bytes);
 
@@ -43,7 +46,7 @@ class Data {
     friend bool operator==(const Data& a, const Data& b);
 
   private:
-    std::shared_ptr<const std::vector<std::uint8_t>> storage_;
+    std::shared_ptr<const void> storage_;
     Bytes view_;
 };
 

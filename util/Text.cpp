@@ -132,6 +132,15 @@ std::optional<std::string> encodeLatin1(std::string_view utf8) {
     return encoded;
 }
 
+std::string encodeLatin1Lossy(std::string_view utf8) {
+    std::string encoded;
+    for (ByteReader reader(bytesOf(utf8)); !reader.atEnd();) {
+        const char32_t character = takeUTF8(reader).value_or(kReplacement);
+        encoded += character > 0xff ? '?' : static_cast<char>(character);
+    }
+    return encoded;
+}
+
 std::string decodeUTF16(Bytes bytes, ByteOrder unmarked) {
     ByteReader reader(bytes);
     ByteOrder order = unmarked;

@@ -17,6 +17,8 @@ namespace quillet::util {
 std::string decodeLatin1(Bytes bytes);
 /// nullopt where a character is above U+00FF, or `utf8` is ill-formed.
 std::optional<std::string> encodeLatin1(std::string_view utf8);
+/// The same with '?' for what has no byte.
+std::string encodeLatin1Lossy(std::string_view utf8);
 
 enum class ByteOrder { bigEndian, littleEndian };
 /// A byte-order mark at the start gives the order and is taken off; without one the order is `unmarked`. An odd last

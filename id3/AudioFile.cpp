@@ -1,0 +1,90 @@
+#include "id3/AudioFile.hpp"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <new>
+#include <utility>
+
+#include "id3/Limits.hpp"
+#include "util/FileCalls.hpp"
+
+namespace quillet {
+
+namespace {
+
+constexpr std::size_t kBufferStep = 65536;
+
+}  // namespace
+
+util::Status AudioFile::open(const std::string& path) {
+    close();
+    if (capacity_ > kLargestKeptBuffer) {
+        buffer_.reset();
+        capacity_ = 0;
+    }
+    util::FileDescriptor opened = util::openForReading(path);
+    struct stat facts;
+    if (!opened.isOpen() || ::fstat(opened.number(), &facts) != 0) return util::statusOf(-1);
+    if (const util::Status regular = util::regularFileStatus(facts); !regular.ok()) return regular;
+    descriptor_ = std::move(opened);
+    size_ = static_cast<std::uint64_t>(facts.st_size);
+    return util::Status::success();
+}
+
+void AudioFile::close() {
+    static_cast<void>(descriptor_.close());  // nothing was written
+    size_ = 0;
+    headLength_ = 0;
+    if (buffer_.use_count() > 1) {  // somebody still looks at it
+        buffer_.reset();
+        capacity_ = 0;
+    }
+    // The last view may have been let go on another thread; what it read is done before we write.
+    std::atomic_thread_fence(std::memory_order_acquire);
+}
+
+std::size_t AudioFile::readInto(std::uint64_t offset, std::span<std::uint8_t> target) const {
+    std::size_t done = 0;
+    while (done < target.size() && offset + done < size_) {
+        const auto rest = target.subspan(done);
+        const ssize_t count = util::retried(
+            [&] { return ::pread(descriptor_.number(), rest.data(), rest.size(), static_cast<off_t>(offset + done)); });
+        if (count <= 0) break;
+        done += static_cast<std::size_t>(count);
+    }
+    return done;
+}
+
+void AudioFile::extendHead(std::uint64_t end) {
+    const std::size_t wanted = static_cast<std::size_t>(std::min(std::max<std::uint64_t>(end, kHeadLength), size_));
+    if (wanted <= headLength_) return;
+    if (wanted > capacity_) {
+        const std::size_t capacity = (wanted / kBufferStep + 1) * kBufferStep;
+        std::shared_ptr<std::uint8_t[]> larger(new (std::nothrow) std::uint8_t[capacity]);
+        if (!larger) return;
+        std::copy_n(buffer_.get(), headLength_, larger.get());
+        buffer_ = std::move(larger);
+        capacity_ = capacity;
+    }
+    // Views on what was read before do not see this part of the buffer.
+    headLength_ += readInto(headLength_, {buffer_.get() + headLength_, wanted - headLength_});
+}
+
+util::Data AudioFile::read(std::uint64_t offset, std::size_t count) {
+    if (offset >= size_) return {};
+    count = static_cast<std::size_t>(std::min<std::uint64_t>(count, size_ - offset));
+    if (offset + count <= std::max(kHeadLength, headLength_)) {
+        extendHead(kHeadLength);
+        const auto begin = static_cast<std::size_t>(std::min<std::uint64_t>(offset, headLength_));
+        return util::Data(buffer_, {buffer_.get() + begin, std::min(count, headLength_ - begin)});
+    }
+    std::shared_ptr<std::uint8_t[]> own(new (std::nothrow) std::uint8_t[count]);
+    if (!own) return {};
+    const std::size_t done = readInto(offset, {own.get(), count});
+    return util::Data(own, {own.get(), done});
+}
+
+}  // namespace quillet

@@ -1,0 +1,124 @@
+#pragma once
+
+namespace quillet {
+
+/// Where the system's own way with ID3 and MPEG audio parts from the public standards: one entry a difference, true for
+/// the system's way, with one sentence for each side. `kSystemDialect` has every entry true and is the default of every
+/// class; `kStandardDialect` has every entry false. Nothing else in the engine knows a difference between the two.
+///
+/// Sources: ID3v1 (id3.org, with the v1.1 track byte), ID3v2.2.0, ID3v2.3.0, ID3v2.4.0 structure and frames, ISO/IEC
+/// 11172-3 and 13818-3.
+struct Dialect {
+    bool system = true;  ///< what every entry below begins with
+
+    // Finding a tag.
+
+    /// System: whatever follows "ID3" is a header, and size bytes with bit 7 set count as negative. Standard: a version
+    /// of 0xFF, a size byte of 0x80 or more make it no header, and the search goes on (ID3v2.4.0 structure 3.1).
+    bool takesAnyHeader = system;
+    /// System: frames are looked for up to the end of the block that was read, past the tag's own end. Standard: the
+    /// tag ends where its header says (ID3v2.4.0 structure 3.1).
+    bool walksPastTheTag = system;
+    /// System: the audio begins `tagLength` bytes behind the tag's position. Standard: the header's 10 bytes count too,
+    /// and a footer's 10 (ID3v2.4.0 structure 3.1, 3.4).
+    bool leavesHeaderOutOfAudioStart = system;
+    /// System: a large tag's extended header is passed over twice. Standard: once.
+    bool passesExtendedHeaderTwice = system;
+    /// System: an extended header's size is synchsafe and does not count itself. Standard: so in neither version; in
+    /// 2.3 it is plain, in 2.4 it is synchsafe and counts its own 4 bytes (ID3v2.3.0 3.2, ID3v2.4.0 structure 3.2).
+    bool readsExtendedHeaderInOneWay = system;
+    /// System: the byte behind each 0xFF becomes zero, the rest keeps its place, and the end is cut off. Standard: each
+    /// FF 00 becomes FF and the rest moves down; in 2.4 that is each frame's own matter, which the tag's flag only
+    /// announces (ID3v2.3.0 5, ID3v2.4.0 structure 6.1).
+    bool reversesUnsynchronisationInPlace = system;
+
+    // Walking frames.
+
+    /// System: the room left for a frame is counted with the frame offset taken off twice and the frame's header not at
+    /// all, and a longer frame gets that room. Standard: what lies between the frame's header and the tag's end.
+    bool guessesRoomForFrames = system;
+    /// System: a frame of more than 10,000,000 bytes is cut. Standard: a body is as long as it says.
+    bool cutsLargeFrames = system;
+    /// System: a 2.4 tag is read with synchsafe sizes up to the frame that does not fit them. Standard: whether a tag
+    /// has plain sizes is decided once, from all of its frames (ID3v2.4.0 structure 4).
+    bool switchesToPlainSizesMidway = system;
+    /// System: a space may stand in an identifier. Standard: capital letters and digits alone (ID3v2.4.0 structure 4).
+    bool takesSpaceInIdentifiers = system;
+    /// System: a 2.2 identifier and a NUL in a 2.3 tag end the walk. Standard: it is read as its 2.3 equivalent, since
+    /// a well-known tagger wrote such tags.
+    bool stopsAtOldIdentifiers = system;
+    /// System: a compressed frame's sizes and its stream stand at fixed places, and bodies keep the fields that the
+    /// format flags add. Standard: group, encryption method and data length are read as the flags say, and left out of
+    /// the body (ID3v2.3.0 3.3.1, ID3v2.4.0 structure 4.1.2).
+    bool readsFormatFieldsAtFixedPlaces = system;
+
+    // A frame's content.
+
+    /// System: text encoding 2 is UTF-8. Standard: UTF-16, big-endian without a mark (ID3v2.4.0 structure 4).
+    bool readsEncodingTwoAsUTF8 = system;
+    /// System: terminators of wide text are looked for byte by byte, and of pictures by the rules for runs of zeros.
+    /// Standard: by the character (ID3v2.4.0 structure 4).
+    bool findsTerminatorsByByte = system;
+    /// System: a text keeps the NULs between its values. Standard: values are told apart, and read as one text they
+    /// stand with " / " between them (ID3v2.4.0 frames 4.2).
+    bool keepsNulsBetweenValues = system;
+    /// System: "(17)" gives "17" and "17)". Standard: "17" (ID3v2.3.0 4.2.1, TCON).
+    bool keepsStrayParentheses = system;
+    /// System: genre numbers up to 125 have names. Standard: all that the dictionary names, with RX and CR.
+    bool limitsGenreNumbers = system;
+    /// System: the last accepted comment counts, and a description stands before its text. Standard: the first comment
+    /// without description, else the first, and its text alone (ID3v2.4.0 frames 4.10).
+    bool joinsDescriptionAndComment = system;
+    /// System: the description of a picture in Latin-1 is taken from the frame's start, any other is read as UTF-8.
+    /// Standard: from its own place, in the frame's encoding (ID3v2.4.0 frames 4.14).
+    bool misplacesPictureDescription = system;
+    /// System: a 2.2 picture has its format under "Picture Type" and its type under "Mime Type". Standard: each under
+    /// its own (ID3v2.2.0 4.15).
+    bool swapsPictureKeys = system;
+    /// System: the year is that of TYER up to 2.3 and of TDRC in 2.4. Standard: where that frame is missing, the other
+    /// one's, since taggers mix them.
+    bool readsYearFromOneFrame = system;
+    /// System: a total or disc whose frame is missing is -1. Standard: 0, absent.
+    bool answersMinusOneForAbsent = system;
+
+    // Editing a frame's flags.
+
+    /// System: whether a 2.4 frame is unsynchronised is asked of bit 0x80 and set in bit 0x02. Standard: 0x02 for both
+    /// (ID3v2.4.0 structure 4.1.2).
+    bool asksOtherUnsynchronisationBit = system;
+    /// System: clearing two flags of a 2.4 frame takes the new first byte from the second. Standard: from the first.
+    bool clearsFlagsFromSecondByte = system;
+
+    // ID3v1.
+
+    /// System: the track is byte 125 of the record. Standard: byte 126, where byte 125 is zero; otherwise there is no
+    /// track and the comment is 30 bytes long (ID3v1.1).
+    bool readsV1TrackAtByte125 = system;
+    /// System: the genre is read from byte 125. Standard: from byte 127.
+    bool readsV1GenreAtByte125 = system;
+
+    // The facade.
+
+    /// System: a file with a v2 tag is answered from that alone. Standard: what it lacks may come from the v1 tag,
+    /// where the preference "V1 auto - fallback" says so.
+    bool answersFromOneTag = system;
+
+    // MPEG audio.
+
+    /// System: a file with fewer than 16,384 bytes behind its tag is refused. Standard: it is read.
+    bool refusesShortAudio = system;
+    /// System: 0xFF and a byte of 0x20 or more are a frame, in 16,383 bytes behind the tag. Standard: a header whose
+    /// every field is valid, confirmed by the next frame's (ISO/IEC 11172-3 2.4.1.3).
+    bool takesAnySync = system;
+    /// System: the channel mode is 0 where the header's last byte is zero, and 1 elsewhere. Standard: its two top bits
+    /// (ISO/IEC 11172-3 2.4.2.3).
+    bool readsChannelsFromWholeByte = system;
+    /// System: whole seconds from a Xing header by a fixed factor, otherwise from size and bit rate. Standard: exact,
+    /// from a Xing, Info or VBRI header with encoder delay and padding taken off, otherwise from a count of the frames.
+    bool estimatesDuration = system;
+};
+
+inline constexpr Dialect kSystemDialect{};
+inline constexpr Dialect kStandardDialect{.system = false};
+
+}  // namespace quillet

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <array>
+#include <compare>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace quillet {
+
+/// A frame identifier: 3 characters in ID3v2.2, 4 in 2.3 and 2.4. Kept in one word, so that a comparison is one
+/// instruction. A longer identifier, which no version has, is cut to 4 characters.
+class FrameID {
+  public:
+    constexpr FrameID() = default;
+    constexpr FrameID(std::string_view text) {
+        for (std::size_t i = 0; i < 4 && i < text.size(); ++i)
+            word_ |= std::uint32_t{static_cast<unsigned char>(text[i])} << (24 - 8 * i);
+    }
+    constexpr FrameID(const char* text) : FrameID(std::string_view(text)) {}
+
+    std::string text() const {
+        std::string characters;
+        for (unsigned shift = 32; shift > 0 && (word_ >> (shift - 8) & 0xFF) != 0; shift -= 8)
+            characters += static_cast<char>(word_ >> (shift - 8) & 0xFF);
+        return characters;
+    }
+    constexpr bool empty() const { return word_ == 0; }
+    constexpr bool operator==(const FrameID&) const = default;
+
+  private:
+    std::uint32_t word_ = 0;  ///< first character on top; unused places are zero
+};
+
+}  // namespace quillet

@@ -1,0 +1,3 @@
+#include "id3/FrameLibrary.hpp"
+
+namespace quillet {}  // namespace quillet

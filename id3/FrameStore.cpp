@@ -1,0 +1,3 @@
+#include "id3/FrameStore.hpp"
+
+namespace quillet {}  // namespace quillet

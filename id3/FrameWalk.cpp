@@ -1,0 +1,3 @@
+#include "id3/FrameWalk.hpp"
+
+namespace quillet {}  // namespace quillet

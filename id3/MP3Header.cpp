@@ -1,0 +1,3 @@
+#include "id3/MP3Header.hpp"
+
+namespace quillet {}  // namespace quillet

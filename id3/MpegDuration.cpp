@@ -1,0 +1,3 @@
+#include "id3/MpegDuration.hpp"
+
+namespace quillet {}  // namespace quillet

@@ -1,0 +1,3 @@
+#include "id3/MpegFrameHeader.hpp"
+
+namespace quillet {}  // namespace quillet

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "util/Data.hpp"
+
+namespace quillet {
+
+/// A picture dictionary: one picture of a tag. The members stand for its keys.
+struct Picture {
+    util::Data image;         ///< "Image": a view on the frame's bytes
+    std::string pictureType;  ///< "Picture Type": a name from decodeImageType
+    std::string mimeType;     ///< "Mime Type"
+    std::string description;  ///< "Description", "" for none
+};
+
+/// -decodeImageType:  The name of a picture type, 0 to 20; "Unknown" for every other value (ID3v2.4.0 frames 4.14).
+std::string_view decodeImageType(std::int32_t type);
+
+}  // namespace quillet

@@ -1,0 +1,165 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "id3/AudioFile.hpp"
+#include "id3/Dialect.hpp"
+#include "id3/FrameLibrary.hpp"
+#include "id3/MP3Header.hpp"
+#include "id3/Remarks.hpp"
+#include "id3/id3V1Tag.hpp"
+#include "id3/id3V2Tag.hpp"
+#include "util/PropertyValue.hpp"
+
+namespace quillet {
+
+/// The resource dictionary as some loader found it, and where it looked.
+struct LoadedDictionary {
+    std::optional<util::PropertyDictionary> dictionary;  ///< nullopt where it cannot be read
+    std::string path;                                    ///< for the log
+};
+using DictionaryLoader = std::function<LoadedDictionary()>;
+
+/// The "preferences" of the resource dictionary; what is missing is false or 0.
+struct TagPreferences {
+    bool iTunesV24Compatability = false;  ///< "iTunes v2.4 compatability mode"
+    bool parseV1 = false;                 ///< "Parse V1"
+    bool parseV1WithoutV2 = false;        ///< "Parse V1 only if V2 does not exist"
+    bool v1Fallback = false;              ///< "V1 auto - fallback"
+    bool standardDialect = false;         ///< "Standard dialect"
+    std::uint32_t defaultMajor = 0;       ///< "Default V2 tag - Major number"
+    std::uint32_t defaultMinor = 0;       ///< "Default V2 tag - Minor number"
+};
+
+/// The one way to a file's metadata: its v2 tag, its v1 tag and its MPEG header behind getters that choose between
+/// them. Holds one file's state at a time; examination and the getters that follow it belong to one thread.
+class TagAPI {
+  public:
+    /// -init  Without a resource dictionary: every preference is off, no frame library, no genre names.
+    TagAPI() = default;
+    TagAPI(const TagAPI&) = delete;
+    TagAPI& operator=(const TagAPI&) = delete;
+
+    /// +sharedInstance  Made on the first call with plain init, and never destroyed.
+    static TagAPI& sharedInstance();
+    /// -initWithGenreList:  With the dictionary that `loader` finds; `genres`, where given, stands for its "genres" and
+    /// learns new names. Null, with a log line, where there is no dictionary or no genre list.
+    static std::unique_ptr<TagAPI> initWithGenreList(const DictionaryLoader& loader,
+                                                     std::optional<util::PropertyDictionary> genres = std::nullopt);
+    /// -initWithPath:genreDictionary:  The same, and then examineFile; null only where the first fails.
+    static std::unique_ptr<TagAPI> initWithPath(const std::string& path, const DictionaryLoader& loader,
+                                                std::optional<util::PropertyDictionary> genres = std::nullopt);
+    /// Gives an instance its dictionary afterwards, as initWithGenreList does; false where that fails, and then nothing
+    /// is changed. Not between examineFile and the getters that follow it.
+    bool loadDictionary(const DictionaryLoader& loader, std::optional<util::PropertyDictionary> genres = std::nullopt);
+    /// A new instance over the same dictionary, which is shared and not read again: one for each thread. A genre
+    /// dictionary that learns is not shared.
+    std::unique_ptr<TagAPI> sibling() const;
+
+    /// -examineFile:  Forgets the previous file and reads this one, which is open only meanwhile. False where there is
+    /// no audio frame to be found; the tags are then read all the same.
+    bool examineFile(const std::string& path);
+    /// -selectTag:  Which tag answers: 0 v2 with v1 as fallback, 1 v1 only, 2 v2 only. Above 2 is 2; below 0 acts like
+    /// 0.
+    void selectTag(std::int32_t which);
+    /// -tagFound  Whether either tag is present.
+    bool tagFound() const;
+    /// -releaseAttributes  Lets go of the file's tags and header.
+    void releaseAttributes();
+
+    // Getters; the absent value is "", 0, nullopt or an empty array.
+
+    std::string getTitle();
+    std::string getArtist();
+    std::string getAlbumArtist();
+    std::string getAlbum();
+    std::string getComments();
+    std::int32_t getYear();
+    std::int32_t getTrack();
+    std::int32_t getTrackNumber() { return getTrack(); }
+    /// 0 without a v2 tag; with one, what it answers.
+    std::int32_t getTotalNumberTracks() const;
+    std::int32_t getDisk() const;
+    std::int32_t getTotalNumberDisks() const;
+    std::optional<std::vector<std::string>> getGenreNames();
+    std::vector<Picture> getImage() const;
+    std::string getComposer() const;
+    std::optional<std::string> getEncodedBy() const;
+
+    std::int32_t getDuration() const;  ///< whole seconds
+    /// The duration in milliseconds, modulo 2^32: seconds times 1,000 in the system dialect, exact in the standard one.
+    std::uint32_t getDurationMilliseconds() const;
+    std::int32_t getBitRate() const;
+    std::int32_t getFrequency() const;
+    std::string getEncoding() const;
+    std::string getDurationString() const;
+    std::string getVersionString() const;
+    std::string getLayerString() const;
+    std::string getBitRateString() const;
+    std::string getFrequencyString() const;
+    std::string getChannelString() const;
+    std::optional<std::array<std::uint8_t, 16>> getHash() const;
+    std::uint32_t getPaddingLength() const;
+    std::uint32_t getTagLength() const;
+    std::optional<std::vector<FrameContent>> getContentForFrameID(std::string_view identifier) const;
+    const std::string& getPath() const { return path_; }
+    id3V1Tag* getV1Tag() const { return v1Tag_.get(); }
+    id3V2Tag* getV2Tag() const { return v2Tag_.get(); }
+    MP3Header* getMP3Header() const { return mp3Header_.get(); }
+    std::uint64_t getFileSize() const { return fileSize_; }
+
+    /// -getFrame:  The v2 frames under an identifier; nullopt where there are none.
+    std::optional<FrameArray> getFrame(FrameID identifier) const;
+    /// -getFrameDescription:  The frame library's record for the tag's version, or null.
+    const util::PropertyDictionary* getFrameDescription(std::string_view identifier) const;
+    std::vector<std::string> getFrameList() const;
+    /// -getGenreList  The known genre names.
+    std::vector<std::string> getGenreList() const;
+
+    /// -v1TagPresent  Reads the v1 tag where that was not done yet.
+    bool v1TagPresent();
+    bool v2TagPresent() const;
+    std::uint32_t v2TagVersion() const;
+
+    const Dialect& dialect() const { return preferences_.standardDialect ? kStandardDialect : kSystemDialect; }
+    /// Why the examined file could not be opened; success otherwise.
+    util::Status openStatus() const { return openStatus_; }
+    /// What reading had to guess, cut, skip or leave unread, in tag and audio.
+    std::vector<std::string> remarks() const;
+
+  private:
+    /// v2's answer where it counts, else v1's, by `parse`; the rule that all getters with a fallback share.
+    template <typename Result, typename FromV2, typename FromV1>
+    Result answer(Result absent, FromV2 fromV2, FromV1 fromV1);
+    bool readV1();
+    std::optional<std::vector<std::string>> processGenreArray(const std::vector<std::string>& genres);
+    std::optional<std::string> genreNameAt(std::string_view index) const;
+    void learnGenre(const std::string& name);
+
+    std::shared_ptr<const util::PropertyDictionary> dataDictionary_;
+    FrameLibrary frameLibrary_;
+    TagPreferences preferences_;
+    bool externalDictionary_ = false;  ///< the genre dictionary was given, and learns
+    std::optional<util::PropertyDictionary> externalGenres_;
+    std::optional<util::PropertyDictionary> learnedIndexes_;  ///< "genreIndexes" once a name was learned
+
+    AudioFile file_;
+    std::unique_ptr<id3V2Tag> v2Tag_;
+    std::unique_ptr<id3V1Tag> v1Tag_;
+    std::unique_ptr<MP3Header> mp3Header_;
+    std::int32_t parse_ = 0;
+    bool parsedV1_ = false;
+    bool modify_ = false;
+    std::string path_;
+    std::uint64_t fileSize_ = 0;
+    util::Status openStatus_ = util::Status::success();
+};
+
+}  // namespace quillet

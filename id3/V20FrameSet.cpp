@@ -1,0 +1,3 @@
+#include "id3/V20FrameSet.hpp"
+
+namespace quillet {}  // namespace quillet

@@ -1,0 +1,3 @@
+#include "id3/V23FrameSet.hpp"
+
+namespace quillet {}  // namespace quillet

@@ -1,0 +1,5 @@
+#pragma once
+
+#include "id3/FrameWalk.hpp"
+
+namespace quillet {}  // namespace quillet

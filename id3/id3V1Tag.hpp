@@ -1,0 +1,85 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "id3/AudioFile.hpp"
+#include "id3/Dialect.hpp"
+#include "id3/Limits.hpp"
+
+namespace quillet {
+
+/// The 128-byte record at the end of a file (ID3v1, ID3v1.1), kept whole in memory. Text is in the platform's default
+/// C-string encoding.
+class id3V1Tag {
+  public:
+    explicit id3V1Tag(const Dialect& dialect = kSystemDialect) : dialect_(&dialect) {}
+
+    /// -openPath:  Keeps `path`, lets go of a record that is held, and reads with getTag.
+    bool openPath(const std::string& path);
+    /// The same of a file that is open already.
+    bool openPath(const std::string& path, const AudioFile& file);
+    /// -getTag  True where the file was read, with a record or without one; a fresh record is then held. False for a
+    /// file that cannot be opened (logged) or is shorter than a record.
+    bool getTag();
+
+    /// Each nullopt or 0 while no record is present.
+    std::optional<std::string> getTitle() const;
+    std::optional<std::string> getArtist() const;
+    std::optional<std::string> getAlbum() const;
+    std::optional<std::string> getComment() const;
+    std::int32_t getYear() const;
+    std::int32_t getTrack() const;
+    /// -getGenre  The genre's index, 0 to 255.
+    std::int32_t getGenre() const;
+
+    /// Each marks the tag changed; a text longer than its field is cut, which the error fields tell. False without a
+    /// record.
+    bool setTitle(std::string_view title);
+    bool setArtist(std::string_view artist);
+    bool setAlbum(std::string_view album);
+    bool setComment(std::string_view comment);
+    bool setYear(std::int32_t year);  ///< at most 9999
+    bool setTrack(std::int32_t track);
+    bool setGenre(std::int32_t genre);
+
+    /// -setFieldWithString:offset:length:  `offset` counts back from the record's end.
+    bool setFieldWithString(std::string_view text, std::size_t offset, std::size_t length);
+    /// -setFieldWithNumber:offset:length:  The decimal text, at most `length` characters, and a zero behind the field
+    /// where the record has room for it.
+    bool setFieldWithNumber(std::int32_t number, std::size_t offset, std::size_t length);
+    /// -getString:length:  One field, without zeros, spaces, carriage returns, line feeds and tabs at its ends.
+    std::string getString(std::size_t position, std::size_t length) const;
+
+    /// -newTag  An empty record, changed. Whether one is present stays as it is.
+    bool newTag();
+
+    bool tagPresent() const { return present_; }
+    bool tagChanged() const { return changed_; }
+    std::int32_t getErrorCode() const { return errorNo_; }
+    const std::optional<std::string>& getErrorDescription() const { return errorDescription_; }
+    void clearError();
+    /// -setError:reason:  Always false.
+    bool setError(std::int32_t code, std::string_view reason);
+
+  private:
+    using Record = std::array<std::uint8_t, kV1Length>;
+
+    bool readRecord(const AudioFile& file);
+    bool hasTrackByte() const;
+    std::optional<std::string> field(std::size_t position, std::size_t length) const;
+
+    const Dialect* dialect_;
+    bool present_ = false;
+    bool changed_ = false;
+    std::optional<Record> tag_;
+    std::int32_t errorNo_ = 0;
+    std::optional<std::string> errorDescription_;
+    std::string path_;
+    std::uint64_t fileSize_ = 0;
+};
+
+}  // namespace quillet

@@ -1,0 +1,164 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "id3/AudioFile.hpp"
+#include "id3/Dialect.hpp"
+#include "id3/FrameLibrary.hpp"
+#include "id3/FrameStore.hpp"
+#include "id3/Picture.hpp"
+#include "id3/Remarks.hpp"
+#include "util/Data.hpp"
+
+namespace quillet {
+
+/// The content of one frame as the frame library has it: text, or raw bytes.
+using FrameContent = std::variant<std::string, util::Data>;
+
+/// A frame identifier of the tag's own version, and its record in the frame library; each may be missing.
+struct ResolvedFrame {
+    std::optional<std::string> identifier;
+    const util::PropertyDictionary* record = nullptr;
+};
+
+/// The ID3v2 tag of one file in memory: finding and reading it (id3V2TagReading.cpp), and its content by meaning
+/// (id3V2TagContent.cpp, id3V2TagPictures.cpp).
+class id3V2Tag {
+  public:
+    /// -initWithFrameDictionary:  An empty tag without a file.
+    explicit id3V2Tag(FrameLibrary library, const Dialect& dialect = kSystemDialect)
+        : library_(std::move(library)), dialect_(&dialect) {}
+
+    // Reading.
+
+    /// -setITunesCompatability:  Whether frames with plain sizes in a 2.4 tag are marked so, to be written back so.
+    void setITunesCompatability(bool value) { iTunesV24CompatabilityMode_ = value; }
+    /// -openPath:  Forgets the tag and reads that of the file with getTag. Always true.
+    bool openPath(const std::string& path);
+    /// The same of a file that is open already.
+    bool openPath(const std::string& path, AudioFile& file);
+    /// -getTag  Reads the file at the path; true where at least one tag was found and walked.
+    bool getTag();
+    /// Whether getTag looks for a header in the whole file; every openPath sets it back to false.
+    void setExhastiveSearch(bool value) { exhastiveSearch_ = value; }
+
+    /// -scanForHeader:  Where "ID3" first stands in `block`, or -1. Takes over version, flags and size of what it
+    /// finds.
+    std::int32_t scanForHeader(util::Bytes block);
+    /// -readPackedLengthFrom:  The synchsafe value of 4 bytes, each taken as signed, at most 2^28.
+    static std::uint32_t readPackedLengthFrom(util::Bytes four);
+    /// -desynchData:offset:  New bytes, as long as `data` less the bytes passed over.
+    static util::Data desynchData(util::Bytes data, std::size_t offset);
+
+    bool tagPresent() const { return present_; }
+    bool tagChanged() const { return tagChanged_ != 0; }
+    /// -tagVersion  The major version: 2, 3 or 4 for a tag that can be read.
+    std::uint32_t tagVersion() const { return majorVersion_; }
+    std::uint32_t minorVersion() const { return minorVersion_; }
+    std::uint32_t flags() const { return flag_; }
+    std::uint32_t tagPositionInFile() const { return positionInFile_; }
+    /// -tagLength  Bytes behind the tag's header: extended header, frames and padding, and a footer.
+    std::uint32_t tagLength() const;
+    /// Where the audio begins, by the dialect; 0 without a tag.
+    std::uint32_t audioStart() const;
+    std::uint32_t getPaddingLength() const { return paddingLength_; }
+    /// Flags of the tag's header, each false for a version without it.
+    bool tagUnsynch() const;
+    bool extendedHeader() const;
+    bool compressTag() const;
+    bool footer() const;
+    const std::optional<util::Data>& extendedHeaderData() const { return extendedHeader_; }
+
+    /// What reading had to guess, cut, skip or leave unread; empty for a tag that was read faithfully.
+    const Remarks& remarks() const { return remarks_; }
+
+    // Frames.
+
+    /// -getFramesTitled:  Those under an identifier; nullopt where there are none.
+    std::optional<FrameArray> getFramesTitled(FrameID identifier) const;
+    /// -getFirstFrameNamed:  The first under it, or null.
+    const id3V2Frame* getFirstFrameNamed(FrameID identifier) const { return frameSet_.first(identifier); }
+    /// -frameList  The identifiers that are present, in the order in which they were met.
+    std::vector<std::string> frameList() const;
+    const FrameStore& frames() const { return frameSet_; }
+    /// -newTag:minor:  An empty tag of that version with 2,048 bytes of padding. Whether a tag is present stays.
+    bool newTag(std::uint32_t major, std::uint32_t minor);
+
+    // Content. Absent is nullopt for text, "" for composer and encoder, -1 (in the standard dialect 0) for numbers.
+
+    /// -getActualFrameID:andRecord:forID:  What an identifier of any version is in this tag's.
+    ResolvedFrame getActualFrameID(std::string_view identifier) const;
+    /// -getContentForFrameID:  What the frames of an identifier of any version hold; nullopt, with a log line, where it
+    /// cannot be resolved or there are none.
+    std::optional<std::vector<FrameContent>> getContentForFrameID(std::string_view identifier) const;
+
+    std::optional<std::string> getTitle() const;
+    std::optional<std::string> getArtist() const;
+    std::optional<std::string> getAlbumArtist() const;
+    std::optional<std::string> getAlbum() const;
+    std::string getEncodedBy() const;
+    std::string getComposer() const;
+    std::int32_t getYear() const;
+    std::int32_t getTrack() const;
+    std::int32_t getTotalNumberTracks() const;
+    std::int32_t getDisk() const;
+    std::int32_t getTotalNumberDisks() const;
+    /// -getGenreNames  The entries of the genre frame, references included; nullopt where there are none.
+    std::optional<std::vector<std::string>> getGenreNames() const;
+    /// -getComments  "" without comment frames, nullopt where none of them counts.
+    std::optional<std::string> getComments() const;
+    /// -getImage  All pictures in tag order; empty where there are none.
+    std::vector<Picture> getImage() const;
+
+    /// -numberInSetString:  3 of "3/12" and of "3"; 0 where nothing is.
+    static std::int32_t numberInSetString(std::string_view text);
+    /// -setSizeInSetString:  12 of "3/12"; 0 of "3".
+    static std::int32_t setSizeInSetString(std::string_view text);
+    /// -getImageFrom2Frame:, -getImageFrom3Frame:  A picture of a 2.2 frame, and of a 2.3 or 2.4 frame; nullopt where
+    /// there is no picture.
+    std::optional<Picture> getImageFrom2Frame(const id3V2Frame& frame) const;
+    std::optional<Picture> getImageFrom3Frame(const id3V2Frame& frame) const;
+
+  private:
+    /// The identifier of a field in 2.2, 2.3 and 2.4.
+    using FieldIdentifiers = std::array<FrameID, 3>;
+
+    void reset(const std::string& path);
+    bool readFrom(AudioFile& file);
+    /// The first frame of a field; null where the tag is absent or of a version that is not known.
+    const id3V2Frame* fieldFrame(const FieldIdentifiers& identifiers) const;
+    std::optional<std::string> fieldText(const FieldIdentifiers& identifiers) const;
+    bool isMachineComment(const std::optional<std::string>& description) const;
+
+    FrameLibrary library_;
+    const Dialect* dialect_;
+    bool present_ = false;
+    std::uint32_t majorVersion_ = 0;
+    std::uint32_t minorVersion_ = 0;
+    std::uint32_t flag_ = 0;
+    std::uint32_t tagLength_ = 0;      ///< the header's size field, or what was guessed in its place
+    std::uint32_t paddingLength_ = 0;  ///< tagLength_ less frameSetLength_ after reading
+    std::uint32_t positionInFile_ = 0;
+    std::uint32_t frameSetLength_ = 0;
+    std::uint32_t tagChanged_ = 0;
+    bool exhastiveSearch_ = false;
+    bool iTunesV24CompatabilityMode_ = false;
+    FrameStore frameSet_;
+    std::optional<util::Data> extendedHeader_;  ///< without its size field
+    std::int32_t extendedHeaderPresent_ = 0;
+    std::string path_;
+    std::uint64_t fileSize_ = 0;
+    std::int32_t errorNo_ = 0;
+    std::optional<std::string> errorDescription_;
+    Remarks remarks_;
+};
+
+}  // namespace quillet
