@@ -1,6 +1,8 @@
 #include "util/Text.hpp"
 
+#include <algorithm>
 #include <charconv>
+#include <cstring>
 #include <limits>
 
 #include "util/ByteReader.hpp"
@@ -22,23 +24,55 @@ constexpr bool isLowSurrogate(char32_t unit) {
     return unit >= 0xdc00 && unit <= 0xdfff;
 }
 
-void appendUTF8(std::string& text, char32_t character) {
-    const auto continuation = [&](int shift) { text += static_cast<char>(0x80 | (character >> shift & 0x3f)); };
-    if (character < 0x80) {
-        text += static_cast<char>(character);
-    } else if (character < 0x800) {
-        text += static_cast<char>(0xc0 | character >> 6);
-        continuation(0);
-    } else if (character < 0x10000) {
-        text += static_cast<char>(0xe0 | character >> 12);
-        continuation(6);
-        continuation(0);
-    } else {
-        text += static_cast<char>(0xf0 | character >> 18);
-        continuation(12);
-        continuation(6);
-        continuation(0);
+/// How many bytes of UTF-8 one UTF-16 code unit becomes at most; exactly so many, but for surrogate pairs.
+constexpr std::size_t utf8LengthOfUnit(char32_t unit) {
+    return 1U + (unit >= 0x80) + (unit >= 0x800);
+}
+
+/// Text that is written in place: the decoders know a bound of its length before they begin.
+class TextWriter {
+  public:
+    explicit TextWriter(std::size_t longest) : text_(longest, '\0'), next_(text_.data()) {}
+
+    void put(char32_t character) {
+        if (character < 0x80) {
+            *next_++ = static_cast<char>(character);
+        } else if (character < 0x800) {
+            *next_++ = static_cast<char>(0xc0 | character >> 6);
+            putContinuation(character);
+        } else if (character < 0x10000) {
+            *next_++ = static_cast<char>(0xe0 | character >> 12);
+            putContinuation(character >> 6);
+            putContinuation(character);
+        } else {
+            *next_++ = static_cast<char>(0xf0 | character >> 18);
+            putContinuation(character >> 12);
+            putContinuation(character >> 6);
+            putContinuation(character);
+        }
     }
+    std::string finish() {
+        text_.resize(static_cast<std::size_t>(next_ - text_.data()));
+        return std::move(text_);
+    }
+
+  private:
+    void putContinuation(char32_t bits) { *next_++ = static_cast<char>(0x80 | (bits & 0x3f)); }
+
+    std::string text_;
+    char* next_;
+};
+
+/// How many ASCII characters `bytes` begins with; eight at a time, since most text is nothing else.
+std::size_t asciiLength(Bytes bytes) {
+    constexpr std::uint64_t kHighBits = 0x8080808080808080;
+    Bytes rest = bytes;
+    for (std::uint64_t eight = 0; rest.size() >= sizeof eight; rest = rest.subspan(sizeof eight)) {
+        std::memcpy(&eight, rest.data(), sizeof eight);
+        if ((eight & kHighBits) != 0) break;
+    }
+    while (!rest.empty() && rest.front() < 0x80) rest = rest.subspan(1);
+    return bytes.size() - rest.size();
 }
 
 /// What a lead byte asks of the bytes behind it (Unicode 15, table 3-7). The second byte has a range of its own, which
@@ -85,22 +119,34 @@ std::optional<char32_t> takeUTF8(ByteReader& reader) {
     return character;
 }
 
+template <ByteOrder order>
+std::optional<std::uint16_t> takeUnit(ByteReader& reader) {
+    return order == ByteOrder::bigEndian ? reader.u16BigEndian() : reader.u16LittleEndian();
+}
+
 /// Takes one code unit, or two that make a character; the reader must not be at its end.
-char32_t takeUTF16(ByteReader& reader, ByteOrder order) {
-    const auto unit = [order](ByteReader& from) {
-        return order == ByteOrder::bigEndian ? from.u16BigEndian() : from.u16LittleEndian();
-    };
-    const auto first = unit(reader);
+template <ByteOrder order>
+char32_t takeUTF16(ByteReader& reader) {
+    const auto first = takeUnit<order>(reader);
     if (!first) {
         reader.skip(1);  // the odd last byte
         return kReplacement;
     }
     if (!isSurrogate(*first)) return *first;
     ByteReader behind = reader;
-    const auto second = unit(behind);
+    const auto second = takeUnit<order>(behind);
     if (!isHighSurrogate(*first) || !second || !isLowSurrogate(*second)) return kReplacement;
     reader = behind;
     return 0x10000U + ((*first & 0x3ffU) << 10) + (*second & 0x3ffU);
+}
+
+template <ByteOrder order>
+std::string decodeUnits(ByteReader reader) {
+    std::size_t longest = 3;  // for an odd last byte
+    for (ByteReader counted = reader; const auto unit = takeUnit<order>(counted);) longest += utf8LengthOfUnit(*unit);
+    TextWriter text(longest);
+    while (!reader.atEnd()) text.put(takeUTF16<order>(reader));
+    return text.finish();
 }
 
 constexpr std::size_t unitsOf(char32_t character) {
@@ -116,10 +162,11 @@ constexpr bool isWhiteSpace(char32_t c) {
 }  // namespace
 
 std::string decodeLatin1(Bytes bytes) {
-    std::string text;
-    text.reserve(bytes.size());
-    for (const std::uint8_t byte : bytes) appendUTF8(text, byte);
-    return text;
+    const std::size_t ascii = asciiLength(bytes);
+    if (ascii == bytes.size()) return std::string(charactersOf(bytes));
+    TextWriter text(2 * bytes.size() - ascii);
+    for (const std::uint8_t byte : bytes) text.put(byte);
+    return text.finish();
 }
 
 std::optional<std::string> encodeLatin1(std::string_view utf8) {
@@ -133,6 +180,7 @@ std::optional<std::string> encodeLatin1(std::string_view utf8) {
 }
 
 std::string encodeLatin1Lossy(std::string_view utf8) {
+    if (asciiLength(bytesOf(utf8)) == utf8.size()) return std::string(utf8);
     std::string encoded;
     for (ByteReader reader(bytesOf(utf8)); !reader.atEnd();) {
         const char32_t character = takeUTF8(reader).value_or(kReplacement);
@@ -151,13 +199,13 @@ std::string decodeUTF16(Bytes bytes, ByteOrder unmarked) {
         order = ByteOrder::littleEndian;
         reader = marked;
     }
-    std::string text;
-    while (!reader.atEnd()) appendUTF8(text, takeUTF16(reader, order));
-    return text;
+    return order == ByteOrder::bigEndian ? decodeUnits<ByteOrder::bigEndian>(reader)
+                                         : decodeUnits<ByteOrder::littleEndian>(reader);
 }
 
 std::string encodeUTF16(std::string_view utf8, ByteOrder order) {
     std::string encoded;
+    encoded.reserve(2 * utf8.size());
     const auto append = [&](char32_t unit) {
         const char high = static_cast<char>(unit >> 8 & 0xff);
         const char low = static_cast<char>(unit & 0xff);
@@ -177,14 +225,16 @@ std::string encodeUTF16(std::string_view utf8, ByteOrder order) {
 }
 
 std::string decodeUTF8(Bytes bytes) {
-    std::string text;
-    text.reserve(bytes.size());
-    for (ByteReader reader(bytes); !reader.atEnd();) appendUTF8(text, takeUTF8(reader).value_or(kReplacement));
-    return text;
+    if (isUTF8(charactersOf(bytes))) return std::string(charactersOf(bytes));
+    TextWriter text(utf8LengthOfUnit(kReplacement) * bytes.size());
+    for (ByteReader reader(bytes); !reader.atEnd();) text.put(takeUTF8(reader).value_or(kReplacement));
+    return text.finish();
 }
 
 bool isUTF8(std::string_view text) {
-    for (ByteReader reader(bytesOf(text)); !reader.atEnd();) {
+    ByteReader reader(bytesOf(text));
+    reader.skip(asciiLength(reader.rest()));
+    while (!reader.atEnd()) {
         if (!takeUTF8(reader)) return false;
     }
     return true;
@@ -192,7 +242,10 @@ bool isUTF8(std::string_view text) {
 
 std::size_t utf16Length(std::string_view utf8) {
     std::size_t units = 0;
-    for (ByteReader reader(bytesOf(utf8)); !reader.atEnd();) units += unitsOf(takeUTF8(reader).value_or(kReplacement));
+    ByteReader reader(bytesOf(utf8));
+    units = asciiLength(reader.rest());
+    reader.skip(units);
+    while (!reader.atEnd()) units += unitsOf(takeUTF8(reader).value_or(kReplacement));
     return units;
 }
 
@@ -217,6 +270,18 @@ std::vector<std::string_view> split(std::string_view text, char separator) {
     return pieces;
 }
 
+namespace {
+
+std::string_view withoutLeadingWhiteSpace(std::string_view utf8) {
+    ByteReader reader(bytesOf(utf8));
+    for (ByteReader behind = reader; !behind.atEnd(); reader = behind) {
+        if (!isWhiteSpace(takeUTF8(behind).value_or(kReplacement))) break;
+    }
+    return utf8.substr(utf8.size() - reader.remaining());
+}
+
+}  // namespace
+
 std::string_view trimmed(std::string_view utf8) {
     std::size_t begin = utf8.size();
     std::size_t end = utf8.size();
@@ -230,7 +295,7 @@ std::string_view trimmed(std::string_view utf8) {
 }
 
 std::int64_t integerValue(std::string_view text) {
-    text = trimmed(text);
+    text = withoutLeadingWhiteSpace(text);
     if (text.starts_with('+')) {
         text.remove_prefix(1);
         if (text.starts_with('-')) return 0;  // one sign only
