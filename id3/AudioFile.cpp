@@ -47,8 +47,11 @@ void AudioFile::close() {
 }
 
 std::size_t AudioFile::readInto(std::uint64_t offset, std::span<std::uint8_t> target) const {
+    if (offset >= size_) return 0;
+    // No more than there was when it was opened: what is added meanwhile belongs to another state of the file.
+    target = target.first(static_cast<std::size_t>(std::min<std::uint64_t>(target.size(), size_ - offset)));
     std::size_t done = 0;
-    while (done < target.size() && offset + done < size_) {
+    while (done < target.size()) {
         const auto rest = target.subspan(done);
         const ssize_t count = util::retried(
             [&] { return ::pread(descriptor_.number(), rest.data(), rest.size(), static_cast<off_t>(offset + done)); });
@@ -76,8 +79,9 @@ void AudioFile::extendHead(std::uint64_t end) {
 util::Data AudioFile::read(std::uint64_t offset, std::size_t count) {
     if (offset >= size_) return {};
     count = static_cast<std::size_t>(std::min<std::uint64_t>(count, size_ - offset));
-    if (offset + count <= std::max(kHeadLength, headLength_)) {
-        extendHead(kHeadLength);
+    // What begins in the head, or right behind it, joins it where that needs no larger buffer.
+    if (offset <= std::max(kHeadLength, headLength_) && offset + count <= std::max(kHeadLength, capacity_)) {
+        extendHead(offset + count);
         const auto begin = static_cast<std::size_t>(std::min<std::uint64_t>(offset, headLength_));
         return util::Data(buffer_, {buffer_.get() + begin, std::min(count, headLength_ - begin)});
     }

@@ -17,6 +17,10 @@ namespace quillet {
 /// for the next file. One thread at a time.
 class AudioFile {
   public:
+    AudioFile() = default;
+    AudioFile(const AudioFile&) = delete;
+    AudioFile& operator=(const AudioFile&) = delete;
+
     /// Closes what was open, opens the regular file at `path` and asks for its size. Fails with the call's errno, with
     /// EISDIR for a folder and ENOTSUP for what is neither file nor folder; never waits for a FIFO's other end.
     util::Status open(const std::string& path);

@@ -72,6 +72,8 @@ struct Dialect {
     /// System: the description of a picture in Latin-1 is taken from the frame's start, any other is read as UTF-8.
     /// Standard: from its own place, in the frame's encoding (ID3v2.4.0 frames 4.14).
     bool misplacesPictureDescription = system;
+    /// System: a picture's MIME type ends with its NUL. Standard: it stands without (ID3v2.4.0 frames 4.14).
+    bool keepsNulOfMimeType = system;
     /// System: a 2.2 picture has its format under "Picture Type" and its type under "Mime Type". Standard: each under
     /// its own (ID3v2.2.0 4.15).
     bool swapsPictureKeys = system;
@@ -96,6 +98,9 @@ struct Dialect {
     bool readsV1TrackAtByte125 = system;
     /// System: the genre is read from byte 125. Standard: from byte 127.
     bool readsV1GenreAtByte125 = system;
+    /// System: year and genre are written as decimal text with a zero behind it, so a year empties the comment and of a
+    /// genre its first digit stays. Standard: the year is four digits and nothing else, the genre one byte.
+    bool writesV1NumbersAsTerminatedText = system;
 
     // The facade.
 

@@ -7,6 +7,7 @@
 
 #include "id3/AudioFile.hpp"
 #include "id3/Dialect.hpp"
+#include "id3/Limits.hpp"
 #include "id3/MpegDuration.hpp"
 #include "id3/MpegFrameHeader.hpp"
 #include "id3/Remarks.hpp"
@@ -63,12 +64,24 @@ class MP3Header {
 
   private:
     void releaseAttributes();
+    /// Whatever looks like a frame sync in the first two blocks.
+    bool findAnySync(AudioFile& file, const std::string& path);
     bool findHeader();
-    bool decodeHeader(AudioFile& file);
+    /// The first confirmed frame behind the tag, over many blocks.
+    bool findValidFrame(AudioFile& file, const std::string& path);
+    /// Past further ID3v2 tags at `offset`.
+    std::uint64_t passTags(AudioFile& file, std::uint64_t offset);
+    void decodeHeader(AudioFile& file);
+    void estimateDuration();
     void probeXing();
-    /// The first confirmed frame from `tagSize` on, over many blocks.
-    bool searchValidFrame(AudioFile& file, std::int32_t tagSize);
+    void measureDuration(AudioFile& file);
+    /// kAudioBlock bytes from `offset`; false where there are none.
     bool loadBuffer(AudioFile& file, std::uint64_t offset);
+    /// What the buffer holds from the frame header on.
+    util::Bytes frameBytes() const;
+    bool holdsFingerprint() const { return frameBytes().size() >= kFingerprintLength; }
+    /// Lets go of the buffer, logs `line` and adds `remark` in the standard dialect; false.
+    bool refuse(const std::string& line, const char* remark);
 
     const Dialect* dialect_;
     util::Data buffer_;  ///< 8,192 bytes, fewer at the end of the file

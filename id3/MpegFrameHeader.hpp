@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 
@@ -20,7 +21,7 @@ struct MpegFrameHeader {
     bool sync = false;           ///< all eleven bits of the sync word are set
     std::uint8_t emphasis = 0;   ///< 2 is reserved
 
-    /// Of at least 4 bytes; nullopt for fewer.
+    /// Of the bytes that are there: a field whose byte is missing stays 0. nullopt for fewer than the two of the sync.
     static std::optional<MpegFrameHeader> decode(util::Bytes bytes, const Dialect& dialect);
 
     /// Whether every field is one that a frame can have, free format left out (its length cannot be told).
@@ -34,5 +35,13 @@ struct MpegFrameHeader {
     /// Whether another frame can belong to the same stream: version, layer and frequency are the same.
     bool continues(const MpegFrameHeader& first) const;
 };
+
+inline constexpr std::size_t kMpegHeaderLength = 4;
+/// The longest frame (MPEG 2.5 layer 2, 160 kbit/s at 8 kHz) and the header behind it, in bytes.
+inline constexpr std::size_t kConfirmationRoom = 2881 + kMpegHeaderLength;
+
+/// Where in `bytes` the first frame begins that the next frame's header, the beginning of a tag or the end of the audio
+/// confirms. Unless `atEnd` says that the audio ends with `bytes`, the last kConfirmationRoom of them only confirm.
+std::optional<std::size_t> findConfirmedFrame(util::Bytes bytes, bool atEnd);
 
 }  // namespace quillet
