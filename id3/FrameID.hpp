@@ -27,7 +27,13 @@ class FrameID {
         return characters;
     }
     constexpr bool empty() const { return word_ == 0; }
-    constexpr bool operator==(const FrameID&) const = default;
+    /// An identifier as ID3v2.2 has it.
+    constexpr FrameID firstThree() const {
+        FrameID three;
+        three.word_ = word_ & 0xFFFFFF00;
+        return three;
+    }
+    constexpr auto operator<=>(const FrameID&) const = default;
 
   private:
     std::uint32_t word_ = 0;  ///< first character on top; unused places are zero

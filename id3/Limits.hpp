@@ -7,8 +7,14 @@ namespace quillet {
 
 /// The largest frame body, and the largest decompressed one, in bytes.
 inline constexpr std::uint32_t kLargestFrame = 10'000'000;
+/// The most frames that are read of a tag: memory is to follow from what a tag holds, not from how often it says so.
+inline constexpr std::size_t kMostFrames = 100'000;
 /// What a decoded synchsafe size is capped at: 2^28, one more than four such bytes can say.
 inline constexpr std::uint32_t kLargestPackedLength = 0x10000000;
+
+/// How many UTF-16 code units of a genre text are looked at in the system dialect, where each closing parenthesis can
+/// repeat all before it.
+inline constexpr std::size_t kLongestGenreText = 4096;
 
 /// Header sizes in bytes (ID3v2.2.0 3.1, 3.2; ID3v2.4.0 structure 3.1, 4).
 inline constexpr std::uint32_t kTagHeaderLength = 10;

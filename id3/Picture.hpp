@@ -16,6 +16,9 @@ struct Picture {
     std::string description;  ///< "Description", "" for none
 };
 
+/// How many picture types have a name.
+inline constexpr std::int32_t kPictureTypes = 21;
+
 /// -decodeImageType:  The name of a picture type, 0 to 20; "Unknown" for every other value (ID3v2.4.0 frames 4.14).
 std::string_view decodeImageType(std::int32_t type);
 

@@ -9,6 +9,7 @@
 
 #include "id3/Dialect.hpp"
 #include "id3/FrameID.hpp"
+#include "id3/Picture.hpp"
 #include "util/Bytes.hpp"
 #include "util/Data.hpp"
 
@@ -86,6 +87,9 @@ class id3V2Frame {
     bool setDropIfFileChange(bool value);
     bool setReadOnly(bool value);
     bool setUnsynch(bool value);
+    /// -writeImage:  Replaces the body with a picture frame's, so that the picture readers of id3V2Tag find the picture
+    /// again. A type that is no name of decodeImageType is written as 0, a format of 2.2 has three characters.
+    bool writeImage(const Picture& picture);
     /// -iTunesV24Compat  Marks the frame as one of a 2.4 tag with plain sizes, so that it is written back so.
     void iTunesV24Compat() { iTunesV24Compat_ = true; }
     bool isITunesV24Compat() const { return iTunesV24Compat_; }
@@ -112,8 +116,20 @@ class id3V2Frame {
     static std::string encode(std::string_view utf8, TextEncoding encoding);
 
   private:
-    bool setFlag(std::uint8_t& byte, std::uint8_t mask3, std::uint8_t mask4, bool value);
+    bool isFlagSet(std::uint8_t byte, std::uint8_t mask3, std::uint8_t mask4) const;
+    /// Sets the version's bit in `byte`, or makes `byte` what `clearedFrom` is without it.
+    bool setFlag(std::uint8_t& byte, std::uint8_t clearedFrom, std::uint8_t mask3, std::uint8_t mask4, bool value);
+    std::uint8_t flagByteToClearFrom() const;
+    /// The second flag byte without the flags of fields that a body does not hold in the standard dialect.
+    std::uint8_t flagsWithoutFields() const;
+    std::string encodedText(std::string_view text, std::int32_t coding) const;
     void setBody(std::string bytes);
+    /// The first `length_` bytes of the body; none without one.
+    util::Bytes body() const;
+    enum class CommentPart { description, text };
+    std::optional<std::string> commentPart(CommentPart wanted) const;
+    /// The text of a text frame with the NULs between its values.
+    std::string textWithNuls() const;
 
     std::optional<util::Data> frame_;
     std::uint32_t length_ = 0;

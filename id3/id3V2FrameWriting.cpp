@@ -1,3 +1,207 @@
-#include "id3/id3V2Frame.hpp"
+#include <memory>
+#include <utility>
 
-namespace quillet {}  // namespace quillet
+#include <zlib.h>
+
+#include "id3/Limits.hpp"
+#include "id3/TextTerminator.hpp"
+#include "id3/id3V2Frame.hpp"
+#include "util/Narrow.hpp"
+#include "util/Text.hpp"
+
+namespace quillet {
+
+namespace {
+
+/// Format flags that add a field before the frame's content (ID3v2.3.0 3.3.1, ID3v2.4.0 structure 4.1.2).
+constexpr std::uint8_t kGrouped3 = 0x20;
+constexpr std::uint8_t kGrouped4 = 0x40;
+constexpr std::uint8_t kHasDataLength4 = 0x01;
+
+util::Data dataOf(std::string bytes) {
+    const auto owner = std::make_shared<const std::string>(std::move(bytes));
+    return {owner, util::bytesOf(*owner)};
+}
+
+/// The low bits of `value` in `count` bytes of `bits` bits each, the highest first.
+std::string bigEndian(std::uint32_t value, unsigned count, unsigned bits) {
+    std::string bytes;
+    for (unsigned i = count; i-- > 0;) bytes += static_cast<char>(value >> (i * bits) & ((1U << bits) - 1));
+    return bytes;
+}
+
+/// zlib's one-shot compression; nullopt where it fails or is not shorter than what it is made of.
+std::optional<std::string> compressed(util::Bytes bytes) {
+    std::string stream(bytes.size(), '\0');
+    uLongf length = util::lowBits<uLongf>(stream.size());
+    const int result = ::compress(reinterpret_cast<Bytef*>(stream.data()), &length, bytes.data(), length);
+    if (result != Z_OK) return std::nullopt;
+    stream.resize(length);
+    return stream;
+}
+
+/// With a zero behind each 0xFF, whatever follows it.
+std::string unsynchronised(std::string_view bytes) {
+    std::string escaped;
+    escaped.reserve(bytes.size() + bytes.size() / 64);
+    for (const char byte : bytes) {
+        escaped += byte;
+        if (byte == '\xff') escaped += '\0';
+    }
+    return escaped;
+}
+
+/// The first `length` characters, as many zeros as are missing put behind.
+std::string identifierText(FrameID identifier, std::size_t length) {
+    std::string text = identifier.text();
+    text.resize(length);
+    return text;
+}
+
+/// What ID3v2.2 calls a picture's format (ID3v2.2.0 4.15).
+std::string_view formatOfMimeType(std::string_view mimeType) {
+    if (mimeType == "image/jpeg") return "JPG";
+    if (mimeType == "image/png") return "PNG";
+    return mimeType;
+}
+
+std::int32_t pictureTypeNamed(std::string_view name) {
+    for (std::int32_t type = 0; type < kPictureTypes; ++type) {
+        if (decodeImageType(type) == name) return type;
+    }
+    return 0;
+}
+
+}  // namespace
+
+std::shared_ptr<id3V2Frame> id3V2Frame::initTextFrame(FrameID frameID, std::uint8_t firstFlag, std::uint8_t secondFlag,
+                                                      std::string_view text, std::int32_t coding, std::int32_t version,
+                                                      const Dialect& dialect) {
+    auto frame = std::make_shared<id3V2Frame>(util::Data(), frameID, firstFlag, secondFlag, version, dialect);
+    frame->setBody(frame->encodedText(text, coding) + std::string(coding == 1 ? 2 : 1, '\0'));
+    return frame;
+}
+
+bool id3V2Frame::writeTextFrame(std::string_view text, std::int32_t coding) {
+    setBody(encodedText(text, coding) + std::string(coding == 0 ? 1 : 2, '\0'));
+    return true;
+}
+
+bool id3V2Frame::writeCommentToFrame(std::string_view text, std::string_view language, std::int32_t coding) {
+    const std::uint8_t codingByte = getTextCodingByte(coding);
+    std::string bytes(1, static_cast<char>(codingByte));
+    const auto letters = util::encodeLatin1(language);
+    if (!letters || letters->size() < 3) {
+        setBody(std::move(bytes));
+        length_ = 0;
+        return false;
+    }
+    bytes += letters->substr(0, 3);
+    bytes.append(coding == 0 ? 1 : 2, '\0');
+    bytes += encode(text, convertTextCodingByte(codingByte));
+    setBody(std::move(bytes));
+    return true;
+}
+
+bool id3V2Frame::appendDataToFrame(const util::Data& data, bool newFrame) {
+    if (newFrame || !frame_) {
+        frame_ = data;
+        length_ = util::lowBits<std::uint32_t>(data.size());
+        return true;
+    }
+    std::string bytes(util::charactersOf(body()));
+    bytes += util::charactersOf(data.bytes());
+    setBody(std::move(bytes));
+    return true;
+}
+
+std::optional<util::Data> id3V2Frame::getCompleteRawFrame() const {
+    if (!frame_) return std::nullopt;
+    if (majorVersion_ > 4) return util::Data();
+    if (majorVersion_ <= 2) {
+        std::string raw = identifierText(frameID_, 3);
+        raw += write2FrameLength(length_).value_or("");
+        raw += util::charactersOf(body());
+        return dataOf(std::move(raw));
+    }
+
+    std::string working(util::charactersOf(body()));
+    std::uint8_t formatFlags = flagByte2_;
+    if (!dialect_->readsFormatFieldsAtFixedPlaces) formatFlags = flagsWithoutFields();
+    if (compress()) {
+        const auto stream = compressed(body());
+        if (!stream) return std::nullopt;
+        const bool packed = majorVersion_ == 4 && !dialect_->readsFormatFieldsAtFixedPlaces;
+        if (packed) formatFlags |= kHasDataLength4;
+        working = (packed ? bigEndian(length_, 4, 7) : bigEndian(length_, 4, 8)) + *stream;
+    }
+    if (unsynch()) working = unsynchronised(working);
+
+    const auto size = util::lowBits<std::uint32_t>(working.size());
+    std::string raw = identifierText(frameID_, 4);
+    raw.reserve(kFrameHeaderLength + working.size());
+    raw += majorVersion_ == 3 || iTunesV24Compat_ ? write3FrameLength(size) : write4FrameLength(size).value_or("");
+    raw += static_cast<char>(flagByte1_);
+    raw += static_cast<char>(formatFlags);
+    raw += working;
+    return dataOf(std::move(raw));
+}
+
+std::uint8_t id3V2Frame::flagsWithoutFields() const {
+    const int fields = majorVersion_ == 3 ? kGrouped3 : kGrouped4 | kHasDataLength4;
+    return util::lowBits<std::uint8_t>(flagByte2_ & ~fields);
+}
+
+bool id3V2Frame::writeImage(const Picture& picture) {
+    const bool version2 = majorVersion_ < 3;
+    const bool swapped = version2 && dialect_->swapsPictureKeys;
+    std::string mimeType = swapped ? picture.pictureType : picture.mimeType;
+    while (mimeType.ends_with('\0')) mimeType.pop_back();
+    // The reader of the system dialect finds the picture behind a Latin-1 description alone.
+    const bool wide = !dialect_->findsTerminatorsByByte && !util::encodeLatin1(picture.description);
+    const TextEncoding encoding = wide ? TextEncoding::utf16WithMark : TextEncoding::latin1;
+
+    std::string bytes(1, wide ? '\1' : '\0');
+    if (version2) {
+        bytes += identifierText(FrameID(formatOfMimeType(mimeType)), 3);
+    } else {
+        bytes += util::encodeLatin1Lossy(mimeType) + '\0';
+    }
+    bytes += static_cast<char>(pictureTypeNamed(swapped ? picture.mimeType : picture.pictureType));
+    bytes += encode(picture.description, encoding) + std::string(terminatorLength(encoding), '\0');
+    bytes += util::charactersOf(picture.image.bytes());
+    setBody(std::move(bytes));
+    return true;
+}
+
+std::optional<std::string> id3V2Frame::write2FrameLength(std::uint32_t length) {
+    if (length >> 24 != 0) return std::nullopt;
+    return bigEndian(length, 3, 8);
+}
+
+std::string id3V2Frame::write3FrameLength(std::uint32_t length) {
+    return bigEndian(length, 4, 8);
+}
+
+std::optional<std::string> id3V2Frame::write4FrameLength(std::uint32_t length) {
+    if (length >> 29 != 0) return std::nullopt;
+    return bigEndian(length, 4, 7);
+}
+
+std::string id3V2Frame::genreStringFromArray(const std::vector<std::string>& genres) {
+    std::string text;
+    for (const std::string& genre : genres) text += genre + '\0';
+    return text;
+}
+
+std::string id3V2Frame::encodedText(std::string_view text, std::int32_t coding) const {
+    const std::uint8_t codingByte = getTextCodingByte(coding);
+    return static_cast<char>(codingByte) + encode(text, convertTextCodingByte(codingByte));
+}
+
+void id3V2Frame::setBody(std::string bytes) {
+    frame_ = dataOf(std::move(bytes));
+    length_ = util::lowBits<std::uint32_t>(frame_->size());
+}
+
+}  // namespace quillet

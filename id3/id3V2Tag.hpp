@@ -137,6 +137,13 @@ class id3V2Tag {
     const id3V2Frame* fieldFrame(const FieldIdentifiers& identifiers) const;
     std::optional<std::string> fieldText(const FieldIdentifiers& identifiers) const;
     bool isMachineComment(const std::optional<std::string>& description) const;
+    /// The comment that counts: the last one and its description, or the first one, by preference without description.
+    std::optional<std::string> lastComment(FrameID identifier) const;
+    std::optional<std::string> firstComment(FrameID identifier) const;
+    std::int32_t fieldNumber(const FieldIdentifiers& identifiers, std::int32_t (*part)(std::string_view)) const;
+    std::int32_t absentNumber() const;
+    /// Image and description, which begins at `start`, of a frame laid out as in 2.2 or as in 2.3 and 2.4.
+    std::optional<Picture> pictureBehindHeader(const id3V2Frame& frame, std::size_t start, bool version2) const;
 
     FrameLibrary library_;
     const Dialect* dialect_;
