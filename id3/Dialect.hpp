@@ -64,7 +64,8 @@ struct Dialect {
     bool keepsNulsBetweenValues = system;
     /// System: "(17)" gives "17" and "17)". Standard: "17" (ID3v2.3.0 4.2.1, TCON).
     bool keepsStrayParentheses = system;
-    /// System: genre numbers up to 125 have names. Standard: all that the dictionary names, with RX and CR.
+    /// System: text that begins with a number is one, and has a name up to 125. Standard: digits alone are one, of all
+    /// that the dictionary names, RX is "Remix", CR is "Cover", and 255 in a v1 tag is none (ID3v2.3.0 4.2.1, TCON).
     bool limitsGenreNumbers = system;
     /// System: the last accepted comment counts, and a description stands before its text. Standard: the first comment
     /// without description, else the first, and its text alone (ID3v2.4.0 frames 4.10).
@@ -107,6 +108,10 @@ struct Dialect {
     /// System: a file with a v2 tag is answered from that alone. Standard: what it lacks may come from the v1 tag,
     /// where the preference "V1 auto - fallback" says so.
     bool answersFromOneTag = system;
+    /// System: the v1 artist stands in for an album artist. Standard: a v1 tag has none.
+    bool takesV1ArtistForAlbumArtist = system;
+    /// System: a file's size is told modulo 2^32. Standard: as it is.
+    bool tellsLow32BitsOfSize = system;
 
     // MPEG audio.
 

@@ -49,23 +49,24 @@ class TagAPI {
 
     /// +sharedInstance  Made on the first call with plain init, and never destroyed.
     static TagAPI& sharedInstance();
-    /// -initWithGenreList:  With the dictionary that `loader` finds; `genres`, where given, stands for its "genres" and
-    /// learns new names. Null, with a log line, where there is no dictionary or no genre list.
+    /// -initWithGenreList:  With the dictionary that `loader` finds; `genres` (name to index), where given, stands for
+    /// its "genres" and is given each new name that getGenreNames meets. Null, with a log line, where there is no
+    /// dictionary or no genre list.
     static std::unique_ptr<TagAPI> initWithGenreList(const DictionaryLoader& loader,
-                                                     std::optional<util::PropertyDictionary> genres = std::nullopt);
+                                                     std::shared_ptr<util::PropertyDictionary> genres = nullptr);
     /// -initWithPath:genreDictionary:  The same, and then examineFile; null only where the first fails.
     static std::unique_ptr<TagAPI> initWithPath(const std::string& path, const DictionaryLoader& loader,
-                                                std::optional<util::PropertyDictionary> genres = std::nullopt);
+                                                std::shared_ptr<util::PropertyDictionary> genres = nullptr);
     /// Gives an instance its dictionary afterwards, as initWithGenreList does; false where that fails, and then nothing
     /// is changed. Not between examineFile and the getters that follow it.
-    bool loadDictionary(const DictionaryLoader& loader, std::optional<util::PropertyDictionary> genres = std::nullopt);
-    /// A new instance over the same dictionary, which is shared and not read again: one for each thread. A genre
-    /// dictionary that learns is not shared.
+    bool loadDictionary(const DictionaryLoader& loader, std::shared_ptr<util::PropertyDictionary> genres = nullptr);
+    /// A new instance over the same dictionary, which is shared and not read again: one for each thread. It has the
+    /// dictionary's own "genres", which never learn.
     std::unique_ptr<TagAPI> sibling() const;
 
     /// -examineFile:  Forgets the previous file and reads this one, which is open only meanwhile. False where there is
     /// no audio frame to be found; the tags are then read all the same.
-    bool examineFile(const std::string& path);
+    bool examineFile(std::string path);
     /// -selectTag:  Which tag answers: 0 v2 with v1 as fallback, 1 v1 only, 2 v2 only. Above 2 is 2; below 0 acts like
     /// 0.
     void selectTag(std::int32_t which);
@@ -84,10 +85,12 @@ class TagAPI {
     std::int32_t getYear();
     std::int32_t getTrack();
     std::int32_t getTrackNumber() { return getTrack(); }
-    /// 0 without a v2 tag; with one, what it answers.
+    /// 0 without a v2 tag; with one, what it answers. Whatever selectTag said, as all that v1 does not know.
     std::int32_t getTotalNumberTracks() const;
     std::int32_t getDisk() const;
     std::int32_t getTotalNumberDisks() const;
+    /// The v2 tag's genres, each name once, or the v1 tag's one genre. A number without a name is "UNKNOWN" in v2 (each
+    /// time) and "Unknown" in v1; in the standard dialect always "Unknown".
     std::optional<std::vector<std::string>> getGenreNames();
     std::vector<Picture> getImage() const;
     std::string getComposer() const;
@@ -120,7 +123,7 @@ class TagAPI {
     /// -getFrameDescription:  The frame library's record for the tag's version, or null.
     const util::PropertyDictionary* getFrameDescription(std::string_view identifier) const;
     std::vector<std::string> getFrameList() const;
-    /// -getGenreList  The known genre names.
+    /// -getGenreList  The known genre names: the keys of the dictionary's own "genres", sorted.
     std::vector<std::string> getGenreList() const;
 
     /// -v1TagPresent  Reads the v1 tag where that was not done yet.
@@ -135,20 +138,29 @@ class TagAPI {
     std::vector<std::string> remarks() const;
 
   private:
-    /// v2's answer where it counts, else v1's, by `parse`; the rule that all getters with a fallback share.
-    template <typename Result, typename FromV2, typename FromV1>
-    Result answer(Result absent, FromV2 fromV2, FromV1 fromV1);
+    void useDictionary(std::shared_ptr<const util::PropertyDictionary> dictionary);
+    bool examineOpenFile();
+    /// Whether the v2 tag is asked, and then, where that had no answer, whether the v1 tag is: the rule that all
+    /// getters with a fallback share. The v1 tag is read by that where it was not yet.
+    bool asksV2() const { return parse_ != 1 && v2TagPresent(); }
+    bool asksV1();
     bool readV1();
-    std::optional<std::vector<std::string>> processGenreArray(const std::vector<std::string>& genres);
-    std::optional<std::string> genreNameAt(std::string_view index) const;
+    std::string text(std::optional<std::string> (id3V2Tag::*fromV2)() const,
+                     std::optional<std::string> (id3V1Tag::*fromV1)() const);
+    std::int32_t number(std::int32_t (id3V2Tag::*fromV2)() const, std::int32_t (id3V1Tag::*fromV1)() const);
+
+    std::vector<std::string> processGenreArray(const std::vector<std::string>& genres);
+    std::string genreOf(const std::string& entry);
+    /// The name that "genreIndexes" has for a number, or null.
+    const std::string* genreNameAt(std::string_view number) const;
     void learnGenre(const std::string& name);
 
     std::shared_ptr<const util::PropertyDictionary> dataDictionary_;
     FrameLibrary frameLibrary_;
     TagPreferences preferences_;
-    bool externalDictionary_ = false;  ///< the genre dictionary was given, and learns
-    std::optional<util::PropertyDictionary> externalGenres_;
-    std::optional<util::PropertyDictionary> learnedIndexes_;  ///< "genreIndexes" once a name was learned
+    const util::PropertyDictionary* genreIndexes_ = nullptr;    ///< of dataDictionary_
+    std::shared_ptr<util::PropertyDictionary> externalGenres_;  ///< what the caller gave; null where nothing
+    std::int64_t highestGenreIndex_ = 0;                        ///< "-1" of genreIndexes_, and what was learned since
 
     AudioFile file_;
     std::unique_ptr<id3V2Tag> v2Tag_;

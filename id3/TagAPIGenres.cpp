@@ -1,0 +1,89 @@
+#include <algorithm>
+#include <string>
+
+#include "id3/TagAPI.hpp"
+#include "util/Text.hpp"
+
+namespace quillet {
+
+namespace {
+
+/// The first number that is not looked up.
+constexpr std::int64_t kGenreLimit = 126;
+/// The v1 genre of a record without one.
+constexpr std::int32_t kNoGenre = 255;
+/// What a genre field of one byte can say; longer digits are a name, such as "1980".
+constexpr std::int64_t kLargestGenre = 255;
+
+constexpr std::string_view kUnnamed = "UNKNOWN";
+constexpr std::string_view kUnnamedInStandard = "Unknown";
+
+bool isGenreNumber(std::string_view text, const Dialect& dialect) {
+    // Meant so: "80s" is a number here, and one without a name.
+    if (dialect.limitsGenreNumbers) return text == "0" || util::integerValue(text) != 0;
+    const bool digits =
+        !text.empty() && std::all_of(text.begin(), text.end(), [](char one) { return one >= '0' && one <= '9'; });
+    return digits && util::integerValue(text) <= kLargestGenre;
+}
+
+}  // namespace
+
+std::optional<std::vector<std::string>> TagAPI::getGenreNames() {
+    if (asksV2()) {
+        const auto genres = v2Tag_->getGenreNames();
+        if (genres && !genres->empty()) return processGenreArray(*genres);
+        if (dialect().answersFromOneTag) return std::nullopt;
+    }
+    if (!asksV1()) return std::nullopt;
+    const std::int32_t genre = v1Tag_->getGenre();
+    if (genre == kNoGenre && !dialect().limitsGenreNumbers) return std::nullopt;
+    const std::string* name = genreNameAt(std::to_string(genre));
+    return std::vector{name == nullptr ? std::string(kUnnamedInStandard) : *name};
+}
+
+std::vector<std::string> TagAPI::processGenreArray(const std::vector<std::string>& genres) {
+    std::vector<std::string> names;
+    for (const std::string& entry : genres) {
+        std::string name = genreOf(entry);
+        // "UNKNOWN" alone may stand more than once.
+        if (name == kUnnamed || std::find(names.begin(), names.end(), name) == names.end())
+            names.push_back(std::move(name));
+    }
+    return names;
+}
+
+std::string TagAPI::genreOf(const std::string& entry) {
+    const bool limited = dialect().limitsGenreNumbers;
+    if (isGenreNumber(entry, dialect())) {
+        if (limited && util::integerValue(entry) >= kGenreLimit) return std::string(kUnnamed);
+        // The standard dialect finds "007" under "7".
+        const std::string* name = limited ? genreNameAt(entry) : genreNameAt(std::to_string(util::integerValue(entry)));
+        if (name != nullptr) return *name;
+        return std::string(limited ? kUnnamed : kUnnamedInStandard);
+    }
+    if (!limited && entry == "RX") return "Remix";
+    if (!limited && entry == "CR") return "Cover";
+    learnGenre(entry);
+    return entry;
+}
+
+const std::string* TagAPI::genreNameAt(std::string_view number) const {
+    // "-1" has a number, which is no name.
+    const util::PropertyValue* name = genreIndexes_ == nullptr ? nullptr : util::find(*genreIndexes_, number);
+    return name == nullptr ? nullptr : name->text();
+}
+
+void TagAPI::learnGenre(const std::string& name) {
+    if (externalGenres_ && externalGenres_->find(name) == externalGenres_->end())
+        externalGenres_->emplace(name, ++highestGenreIndex_);
+}
+
+std::vector<std::string> TagAPI::getGenreList() const {
+    std::vector<std::string> names;
+    const auto* genres = dataDictionary_ ? FrameLibrary::dictionaryAt(*dataDictionary_, "genres") : nullptr;
+    if (genres == nullptr) return names;
+    for (const auto& [name, index] : *genres) names.push_back(name);
+    return names;
+}
+
+}  // namespace quillet
