@@ -31,6 +31,19 @@ struct Dialect {
     /// FF 00 becomes FF and the rest moves down; in 2.4 that is each frame's own matter, which the tag's flag only
     /// announces (ID3v2.3.0 5, ID3v2.4.0 structure 6.1).
     bool reversesUnsynchronisationInPlace = system;
+    /// System: of a tag that is longer than the file, what is left from its header on counts behind its header. Standard:
+    /// what is left behind its header.
+    bool countsHeaderInCutTag = system;
+    /// System: whatever the frames leave of a tag is padding, the extended header too, so that the tag's length has it
+    /// twice. Standard: what is behind the frames.
+    bool countsExtendedHeaderAsPadding = system;
+    /// System: a compressed 2.2 tag is walked like any other. Standard: it is not read, since there is no compression
+    /// for it (ID3v2.2.0 3.1).
+    bool readsCompressedTags = system;
+    /// System: a search of the whole file goes on to its end, and the last tag counts. Standard: the first one.
+    bool takesLastTag = system;
+    /// System: an empty tag made of one with an extended header still counts that header's size field. Standard: no.
+    bool keepsExtendedHeaderMark = system;
 
     // Walking frames.
 

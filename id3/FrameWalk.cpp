@@ -1,3 +1,199 @@
 #include "id3/FrameWalk.hpp"
 
-namespace quillet {}  // namespace quillet
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+#include "id3/Limits.hpp"
+#include "util/Log.hpp"
+
+namespace quillet {
+
+namespace {
+
+/// Where the stream of a compressed frame is taken to begin, counted from behind the frame's header.
+constexpr std::size_t kStreamAt = 4;
+
+/// A log line about the largest frame, which both guards tell in the same words.
+void logClipping(const char* start) {
+    util::log(std::string(start) + " size > maximum allowable frame size, clipping frame to " +
+              std::to_string(kLargestFrame) + " bytes.");
+}
+
+}  // namespace
+
+bool isPadding(util::Bytes bytes) {
+    // All are equal where each equals the one before it; memcmp sees to many at a time.
+    return bytes.empty() || (bytes[0] == 0 && std::memcmp(bytes.data(), bytes.data() + 1, bytes.size() - 1) == 0);
+}
+
+FrameWalk::FrameWalk(const FrameWalkInput& input, Layout layout)
+    : input_(input),
+      layout_(layout),
+      tagLength_(size() - frameOffset()),
+      currentFramePosition_(frameOffset()),
+      framesEndAt_(frameOffset()) {}
+
+void FrameWalk::walk(FrameStore& frames) {
+    if (size() >= layout_.headerLength) {
+        for (bool more = nextFrame(true); more; more = nextFrame(false)) {
+            if (frames.all().size() >= kMostFrames) {
+                remarks_.add("the tag has more frames than are read");
+                framesEndAt_ = currentFramePosition_;
+                break;
+            }
+            if (auto frame = getFrame()) frames.append(std::move(frame));
+        }
+    }
+    if (!dialect().walksPastTheTag && !isPadding(readerAt(framesEndAt_).rest()))
+        remarks_.add("bytes behind the last frame are no padding");
+}
+
+bool FrameWalk::nextFrame(bool first) {
+    if (first) return moveTo(frameOffset());
+    if (currentFramePosition_ >= size() || noRoom_ || step_ <= 0) {
+        framesEndAt_ = currentFramePosition_;
+        return false;
+    }
+    return moveTo(currentFramePosition_ + step_);
+}
+
+bool FrameWalk::moveTo(std::int64_t position) {
+    currentFramePosition_ = position;
+    if (!atValidFrame()) return false;
+    step_ = std::int64_t{frameLength()} + layout_.headerLength;
+    return true;
+}
+
+bool FrameWalk::atValidFrame() {
+    const bool valid = validAt(currentFramePosition_);
+    if (!valid) framesEndAt_ = currentFramePosition_;
+    return valid;
+}
+
+bool FrameWalk::validAt(std::int64_t position) const {
+    const auto header = readerAt(position).take(layout_.headerLength);
+    if (!header) return false;
+    const util::Bytes characters = header->first(layout_.identifierLength);
+    if (input_.validFrameSet) return !input_.validFrameSet->contains(util::charactersOf(characters));
+    return isIdentifier(characters);
+}
+
+bool FrameWalk::isIdentifier(util::Bytes characters) const {
+    const bool space = dialect().takesSpaceInIdentifiers;
+    return std::ranges::all_of(characters, [space](std::uint8_t character) {
+        return (character >= 'A' && character <= 'Z') || (character >= '0' && character <= '9') ||
+               (character == ' ' && space);
+    });
+}
+
+FrameID FrameWalk::getFrameID() const {
+    const auto characters = readerAt(currentFramePosition_).take(layout_.identifierLength);
+    return characters ? FrameID(util::charactersOf(*characters)) : FrameID();
+}
+
+std::int32_t FrameWalk::guarded(std::int64_t size) {
+    const std::int64_t room =
+        dialect().guessesRoomForFrames
+            ? tagLength_ - frameOffset() - currentFramePosition_
+            : std::max<std::int64_t>(this->size() - currentFramePosition_ - layout_.headerLength, 0);
+    noRoom_ = false;
+    if (size > room) {
+        size = room;
+        if (dialect().guessesRoomForFrames) {
+            noRoom_ = room <= 0;
+            util::log(
+                "Problem encountered parsing v2 frame:  frame length value longer than tag length, guessing "
+                "correct frame length");
+        } else {
+            remark("is longer than the tag");
+        }
+    }
+    if (dialect().cutsLargeFrames && size > kLargestFrame) {
+        logClipping("Warning frame");
+        return kLargestFrame;
+    }
+    return static_cast<std::int32_t>(size);
+}
+
+std::int64_t FrameWalk::plainSize() const {
+    auto reader = readerAt(currentFramePosition_ + layout_.identifierLength);
+    const std::uint32_t size = reader.u32BigEndian().value_or(0);
+    // A signed size passes the guard; no body is as long, and the step is what is left of it.
+    return dialect().guessesRoomForFrames ? std::int64_t{static_cast<std::int32_t>(size)} : std::int64_t{size};
+}
+
+std::uint8_t FrameWalk::flagByte(std::uint32_t number) const {
+    return readerAt(currentFramePosition_ + 8 + number).u8().value_or(0);
+}
+
+std::optional<util::Data> FrameWalk::content(std::int32_t size) const {
+    if (size < 0 || noRoom_) return std::nullopt;
+    return input_.tag.slice(static_cast<std::size_t>(currentFramePosition_ + layout_.headerLength),
+                            static_cast<std::size_t>(size));
+}
+
+std::optional<util::Data> FrameWalk::uncompressed(util::Bytes content, std::uint32_t lengthAt, std::int32_t size) {
+    util::ByteReader reader(content);
+    std::uint32_t length = reader.skip(lengthAt) ? reader.u32BigEndian().value_or(0) : 0;
+    if (length > kLargestFrame) {
+        logClipping("Warning Uncompressed frame");
+        length = kLargestFrame;
+    }
+    util::Bytes stream = content.subspan(std::min(kStreamAt, content.size()));
+    stream = stream.first(std::min(stream.size(), static_cast<std::size_t>(std::max(size, 0))));
+    FrameInflater::Outcome outcome = inflater_.inflate(stream, length);
+    if (outcome.result == InflateResult::done) return std::move(outcome.body);
+    logInflateFailure(outcome.result, getFrameID());
+    return std::nullopt;
+}
+
+std::optional<util::Data> FrameWalk::formattedBody(const util::Data& content, const FormatFlags& flags) {
+    if (flags.encrypted) {
+        remark("is encrypted");
+        return std::nullopt;
+    }
+    const bool statesLength = flags.statesLength || flags.compressed;
+    const std::size_t fields = (flags.grouped ? 1U : 0U) + (statesLength ? 4U : 0U);
+    auto body = fields <= content.size() ? content.slice(fields, content.size() - fields) : std::nullopt;
+    if (!body) remark("is too short for what its flags announce");
+    if (!body || !flags.compressed) return body;
+
+    const bool lengthComesFirst = layout_.majorVersion == 3;
+    util::ByteReader reader(content.bytes().subspan(flags.grouped && !lengthComesFirst ? 1 : 0));
+    const std::size_t length = lengthComesFirst ? *reader.u32BigEndian() : synchsafe(*reader.take(4));
+    FrameInflater::Outcome outcome = inflater_.inflate(body->bytes(), std::min<std::size_t>(length, kLargestFrame));
+    // The stated length may be a lie, or a plain number where a synchsafe one is due.
+    if (outcome.result != InflateResult::done && length < kLargestFrame)
+        outcome = inflater_.inflate(body->bytes(), kLargestFrame);
+    if (outcome.result != InflateResult::done) {
+        remark("cannot be decompressed");
+        return std::nullopt;
+    }
+    if (outcome.body.size() != length) remark("is not as long as it states");
+    return std::move(outcome.body);
+}
+
+std::shared_ptr<id3V2Frame> FrameWalk::frameWith(std::optional<util::Data> body, std::uint8_t firstFlag,
+                                                 std::uint8_t secondFlag) const {
+    if (!body) return nullptr;
+    return std::make_shared<id3V2Frame>(*std::move(body), getFrameID(), firstFlag, secondFlag, layout_.majorVersion,
+                                        dialect());
+}
+
+util::ByteReader FrameWalk::readerAt(std::int64_t position) const {
+    if (position < 0 || position > size()) return util::ByteReader({});
+    return util::ByteReader(input_.tag.bytes().subspan(static_cast<std::size_t>(position)));
+}
+
+void FrameWalk::remark(std::string_view words) {
+    remarks_.add("frame " + getFrameID().text() + " " + std::string(words));
+}
+
+std::uint32_t synchsafe(util::Bytes four) {
+    std::uint32_t value = 0;
+    for (const std::uint8_t byte : four) value = value << 7 | (byte & 0x7F);
+    return value;
+}
+
+}  // namespace quillet

@@ -7,9 +7,11 @@
 #include <string_view>
 
 #include "id3/Dialect.hpp"
+#include "id3/FrameBody.hpp"
 #include "id3/FrameLibrary.hpp"
 #include "id3/FrameStore.hpp"
 #include "id3/Remarks.hpp"
+#include "util/ByteReader.hpp"
 #include "util/Data.hpp"
 
 namespace quillet {
@@ -27,8 +29,8 @@ struct FrameWalkInput {
 
 /// The walk over the frames of a tag, front to back, written once; the versions differ in how long identifier and
 /// header are, how a size is read and how a body is made of its bytes. Done when it is made: the frames found are then
-/// in the store, each identifier's in tag order. Every read is bounded, and every step moves on: a size of 0 or less
-/// than the position demands ends the walk.
+/// in the store, each identifier's in tag order. Every read is bounded, and every step moves on: a frame for which
+/// there is no room, and a step of 0 or less, end the walk.
 class FrameWalk {
   public:
     virtual ~FrameWalk() = default;
@@ -36,7 +38,7 @@ class FrameWalk {
     FrameWalk& operator=(const FrameWalk&) = delete;
 
     /// -getFrameSetLength  Bytes of recognised frames: where the walk stopped, less the frame offset.
-    std::uint32_t getFrameSetLength() const { return static_cast<std::uint32_t>(framesEndAt_) - input_.frameOffset; }
+    std::uint32_t getFrameSetLength() const { return static_cast<std::uint32_t>(framesEndAt_ - frameOffset()); }
     /// What had to be guessed, cut or left out.
     const Remarks& remarks() const { return remarks_; }
 
@@ -54,21 +56,57 @@ class FrameWalk {
 
     /// -nextFrame:  Moves to the first frame or to the next one; whether a frame stands there.
     virtual bool nextFrame(bool first);
+    /// Moves to `position`; whether a frame stands there, whose length then says how far the next one is.
+    bool moveTo(std::int64_t position);
     /// -atValidFrame  Whether a frame's header stands at the current position; if not, the frames end there.
     bool atValidFrame();
-    /// -frameLength  The current frame's length as the version keeps it in `currentFrameLength`.
-    virtual std::uint32_t frameLength() = 0;
+    /// Whether a whole header whose identifier will do stands at `position`.
+    bool validAt(std::int64_t position) const;
+    /// Whether the characters can be an identifier.
+    virtual bool isIdentifier(util::Bytes characters) const;
+    /// -frameLength  Bytes of the current frame's body, guarded; below 0 where a signed size is.
+    virtual std::int32_t frameLength() = 0;
     /// -getFrame  The current frame, or null where it cannot be made.
     virtual std::shared_ptr<id3V2Frame> getFrame() = 0;
+    virtual FrameID getFrameID() const;
 
-    // For the versions: see FrameWalk.cpp. Positions are indexes into the tag's bytes.
+    /// The size that the current frame gets for the one that it states: no more than there is room for.
+    std::int32_t guarded(std::int64_t size);
+    /// The 32-bit number behind the current identifier.
+    std::int64_t plainSize() const;
+    std::uint8_t flagByte(std::uint32_t number) const;
+    /// What the frame keeps of the `size` bytes behind its header, shared; nullopt where they do not fit.
+    std::optional<util::Data> content(std::int32_t size) const;
+    /// The body of a compressed frame whose length and stream stand at fixed places of `content`, which may go on past
+    /// the frame's `size` bytes; nullopt, with log lines, where it cannot be decompressed.
+    std::optional<util::Data> uncompressed(util::Bytes content, std::uint32_t lengthAt, std::int32_t size);
+    /// The body that the standards' format flags make of `content`; nullopt, with a remark, where it cannot be read.
+    std::optional<util::Data> formattedBody(const util::Data& content, const FormatFlags& flags);
+    std::shared_ptr<id3V2Frame> frameWith(std::optional<util::Data> body, std::uint8_t firstFlag,
+                                          std::uint8_t secondFlag) const;
+
+    /// A reader of the tag's bytes from `position` on; of nothing where that is outside of them.
+    util::ByteReader readerAt(std::int64_t position) const;
+    const Dialect& dialect() const { return *input_.dialect; }
+    std::int64_t frameOffset() const { return static_cast<std::int32_t>(input_.frameOffset); }
+    std::int64_t size() const { return static_cast<std::int64_t>(input_.tag.size()); }
+    void remark(std::string_view words);  ///< on the current frame
+
+    // Positions are indexes into the tag's bytes.
     FrameWalkInput input_;
     Layout layout_;
-    std::uint32_t tagLength_ = 0;  ///< length of the bytes less the frame offset
-    std::int32_t currentFramePosition_ = 0;
-    std::uint32_t currentFrameLength_ = 0;
-    std::int32_t framesEndAt_ = 0;
+    std::int64_t tagLength_;                 ///< length of the bytes less the frame offset
+    std::int64_t currentFramePosition_ = 0;  ///< of the current frame's header
+    std::int64_t step_ = 0;                  ///< from there to the next frame's header
+    std::int64_t framesEndAt_ = 0;
+    bool noRoom_ = false;  ///< the guard left nothing of the current frame
+    FrameInflater inflater_;
     Remarks remarks_;
 };
+
+/// Whether all bytes are zero, as padding is.
+bool isPadding(util::Bytes bytes);
+/// The synchsafe value of 4 bytes, seven bits of each (ID3v2.4.0 structure 6.2).
+std::uint32_t synchsafe(util::Bytes four);
 
 }  // namespace quillet

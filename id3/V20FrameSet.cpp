@@ -1,3 +1,22 @@
 #include "id3/V20FrameSet.hpp"
 
-namespace quillet {}  // namespace quillet
+#include "id3/Limits.hpp"
+
+namespace quillet {
+
+V20FrameSet::V20FrameSet(const FrameWalkInput& input, FrameStore& frames)
+    : FrameWalk(input, {.identifierLength = 3, .headerLength = kFrameHeaderLength20, .majorVersion = 2}) {
+    walk(frames);
+}
+
+std::int32_t V20FrameSet::frameLength() {
+    return guarded(readerAt(currentFramePosition_ + 3).u24BigEndian().value_or(0));
+}
+
+std::shared_ptr<id3V2Frame> V20FrameSet::getFrame() {
+    // Not the length that moveTo found: the guard speaks up at each evaluation.
+    const std::int32_t length = frameLength();
+    return frameWith(content(length), 0, 0);
+}
+
+}  // namespace quillet

@@ -1,3 +1,61 @@
 #include "id3/V23FrameSet.hpp"
 
-namespace quillet {}  // namespace quillet
+#include "id3/Limits.hpp"
+
+namespace quillet {
+
+namespace {
+
+// The second flag byte (ID3v2.3.0 3.3.1).
+constexpr std::uint8_t kCompressed = 0x80;
+constexpr std::uint8_t kEncrypted = 0x40;
+constexpr std::uint8_t kGrouped = 0x20;
+
+/// Whether a fourth character is what stands behind an identifier of 2.2.
+constexpr bool endsOldIdentifier(std::uint8_t character) {
+    return character == 0;
+}
+
+}  // namespace
+
+V23FrameSet::V23FrameSet(const FrameWalkInput& input, FrameStore& frames)
+    : FrameWalk(input, {.identifierLength = 4, .headerLength = kFrameHeaderLength, .majorVersion = 3}) {
+    walk(frames);
+}
+
+std::shared_ptr<id3V2Frame> V23FrameSet::getFrame() {
+    const std::int32_t length = frameLength();
+    if (dialect().guessesRoomForFrames && currentFramePosition_ > tagLength_) return nullptr;
+    if (endsOldIdentifier(readerAt(currentFramePosition_ + 3).u8().value_or(0)))
+        remark("stands under an identifier of version 2.2");
+    const std::uint8_t first = flagByte(0);
+    const std::uint8_t second = flagByte(1);
+    if (dialect().readsFormatFieldsAtFixedPlaces && (second & kCompressed) != 0) {
+        if (length < 0 || noRoom_) return nullptr;
+        const util::Bytes rest = readerAt(currentFramePosition_ + kFrameHeaderLength).rest();
+        return frameWith(uncompressed(rest, 0, length), first, second);
+    }
+    auto body = content(length);
+    if (body && !dialect().readsFormatFieldsAtFixedPlaces) {
+        body = formattedBody(*body, {.grouped = (second & kGrouped) != 0,
+                                     .encrypted = (second & kEncrypted) != 0,
+                                     .compressed = (second & kCompressed) != 0});
+    }
+    return frameWith(std::move(body), first, second);
+}
+
+bool V23FrameSet::isIdentifier(util::Bytes characters) const {
+    const bool old = !dialect().stopsAtOldIdentifiers && endsOldIdentifier(characters.back());
+    return FrameWalk::isIdentifier(old ? characters.first(3) : characters);
+}
+
+FrameID V23FrameSet::getFrameID() const {
+    const FrameID identifier = FrameWalk::getFrameID();
+    const bool old = endsOldIdentifier(readerAt(currentFramePosition_ + 3).u8().value_or(0));
+    if (!old || !input_.library) return identifier;
+    const auto* record = input_.library->record(FrameLibrary::versionKey(2), identifier.text());
+    const std::string translated = record ? util::textAt(*record, FrameLibrary::versionKey(3)) : std::string();
+    return translated.empty() ? identifier : FrameID(translated);
+}
+
+}  // namespace quillet

@@ -1,3 +1,166 @@
 #include "id3/V24FrameSet.hpp"
 
-namespace quillet {}  // namespace quillet
+#include <algorithm>
+#include <memory>
+#include <new>
+
+#include "id3/Limits.hpp"
+#include "id3/Unsynchronisation.hpp"
+
+namespace quillet {
+
+namespace {
+
+// The second flag byte (ID3v2.4.0 structure 4.1.2).
+constexpr std::uint8_t kGrouped = 0x40;
+constexpr std::uint8_t kCompressed = 0x08;
+constexpr std::uint8_t kEncrypted = 0x04;
+constexpr std::uint8_t kUnsynchronised = 0x02;
+constexpr std::uint8_t kStatesLength = 0x01;
+
+constexpr std::uint32_t kIdentifierLength = 4;
+/// From this size on a synchsafe and a plain size differ.
+constexpr std::int64_t kFirstAmbiguousSize = 128;
+
+bool isSynchsafe(util::Bytes size) {
+    return std::ranges::none_of(size, [](std::uint8_t byte) { return (byte & 0x80) != 0; });
+}
+
+/// What the copy of an unsynchronised frame holds behind its header. Meant so: the frame's length without its header is
+/// taken for its length with it, the byte behind each FF stays zero, and the rest keeps its place.
+util::Data withPairsBlanked(util::Bytes rest, std::int32_t& length) {
+    const std::size_t size = std::min(
+        rest.size(), static_cast<std::size_t>(std::max<std::int64_t>(std::int64_t{length} - kFrameHeaderLength, 0)));
+    const std::shared_ptr<std::uint8_t[]> copy(new (std::nothrow) std::uint8_t[size]());
+    if (!copy) return {};
+    for (std::size_t i = 0; i < size; ++i) {
+        copy[i] = rest[i];
+        if (rest[i] != 0xFF) continue;
+        --length;
+        ++i;
+    }
+    return util::Data(copy, {copy.get(), size});
+}
+
+}  // namespace
+
+V24FrameSet::V24FrameSet(const FrameWalkInput& input, FrameStore& frames, bool iTunes)
+    : FrameWalk(input, {.identifierLength = kIdentifierLength, .headerLength = kFrameHeaderLength, .majorVersion = 4}),
+      iTunes_(iTunes) {
+    if (!dialect().switchesToPlainSizesMidway && hasPlainSizes()) {
+        iTunesFlag_ = true;
+        remarks_.add("the sizes of the frames are plain numbers");
+    }
+    walk(frames);
+}
+
+bool V24FrameSet::nextFrame(bool first) {
+    if (!dialect().switchesToPlainSizesMidway) return FrameWalk::nextFrame(first);
+    return first ? toFirstFrame() : toNextFrame();
+}
+
+bool V24FrameSet::toFirstFrame() {
+    if (!FrameWalk::nextFrame(true)) return false;
+    if (!iTunesFlag_ && step_ >= kFirstAmbiguousSize && tagLength_ - kFrameHeaderLength > step_ &&
+        !validFrameAt(step_)) {
+        const std::int32_t length = plainLength();
+        if (validFrameAt(length)) step_ = length;  // meant so: without the header's bytes, and for this frame alone
+    }
+    return true;
+}
+
+bool V24FrameSet::toNextFrame() {
+    const std::int64_t position = currentFramePosition_;
+    if (FrameWalk::nextFrame(false)) return true;
+    const std::int64_t failedAt = currentFramePosition_;
+    if (failedAt == position || step_ < kFirstAmbiguousSize) return false;
+
+    currentFramePosition_ = position;
+    const std::int32_t length = plainLength();
+    if (length > 0 && validAt(position + length)) {  // meant so: the header's bytes do not count
+        iTunesFlag_ = true;
+        return moveTo(position + length);
+    }
+    framesEndAt_ = failedAt;
+    return false;
+}
+
+bool V24FrameSet::validFrameAt(std::int64_t distance) const {
+    // Meant so: a stop list is asked about the current frame.
+    return validAt(input_.validFrameSet ? currentFramePosition_ : currentFramePosition_ + distance);
+}
+
+std::int32_t V24FrameSet::frameLength() {
+    const auto size = readerAt(currentFramePosition_ + kIdentifierLength).take(4);
+    if (!size) return 0;
+    if (dialect().switchesToPlainSizesMidway && !isSynchsafe(*size)) iTunesFlag_ = true;
+    return iTunesFlag_ ? plainLength() : guarded(synchsafe(*size));
+}
+
+std::int32_t V24FrameSet::plainLength() {
+    return guarded(std::min<std::int64_t>(plainSize(), kLargestPackedLength));
+}
+
+std::shared_ptr<id3V2Frame> V24FrameSet::getFrame() {
+    std::int32_t length = frameLength();
+    if (length < 0 || noRoom_) return nullptr;
+    const std::uint8_t first = flagByte(0);
+    const std::uint8_t second = flagByte(1);
+    const auto header = static_cast<std::size_t>(currentFramePosition_) + kFrameHeaderLength;
+    const auto rest = input_.tag.slice(header, input_.tag.size() - header);
+    if (!rest) return nullptr;
+    const util::Data bytes = synchronised(*rest, second, length);
+
+    std::optional<util::Data> body;
+    if (dialect().readsFormatFieldsAtFixedPlaces && (second & kCompressed) != 0) {
+        body = uncompressed(bytes.bytes(), 1, length);  // meant so: one byte late, the last one is also the stream's
+    } else if (length >= 0) {
+        body = bytes.slice(0, static_cast<std::size_t>(length));
+        if (body && !dialect().readsFormatFieldsAtFixedPlaces) {
+            body = formattedBody(*body, {.grouped = (second & kGrouped) != 0,
+                                         .encrypted = (second & kEncrypted) != 0,
+                                         .compressed = (second & kCompressed) != 0,
+                                         .statesLength = (second & kStatesLength) != 0});
+        }
+    }
+    auto frame = frameWith(std::move(body), first, second);
+    if (frame && iTunesFlag_ && iTunes_) frame->iTunesV24Compat();
+    return frame;
+}
+
+util::Data V24FrameSet::synchronised(const util::Data& rest, std::uint8_t flags, std::int32_t& length) {
+    const bool marked = (flags & kUnsynchronised) != 0;
+    if (dialect().reversesUnsynchronisationInPlace) return marked ? withPairsBlanked(rest.bytes(), length) : rest;
+    if (!marked && !input_.tagUnsynchronised) return rest;
+    const auto own = rest.slice(0, static_cast<std::size_t>(length));
+    if (!own) return rest;
+    const auto reversed = withoutUnsynchronisation(*own);
+    if (!reversed) {
+        remark("is not unsynchronised, as it says it is");
+        return rest;
+    }
+    length = static_cast<std::int32_t>(reversed->size());
+    return *reversed;
+}
+
+V24FrameSet::Reading V24FrameSet::readSizes(bool plain) const {
+    Reading reading;
+    std::int64_t position = frameOffset();
+    while (validAt(position)) {
+        const util::Bytes bytes = *readerAt(position + kIdentifierLength).take(4);
+        reading.malformed = reading.malformed || (!plain && !isSynchsafe(bytes));
+        ++reading.frames;
+        position += kFrameHeaderLength + (plain ? *util::ByteReader(bytes).u32BigEndian() : synchsafe(bytes));
+    }
+    reading.fits = !reading.malformed && position <= size() && isPadding(readerAt(position).rest());
+    return reading;
+}
+
+bool V24FrameSet::hasPlainSizes() const {
+    const Reading packed = readSizes(false);
+    if (packed.fits) return false;
+    const Reading plain = readSizes(true);
+    return plain.fits || plain.frames > packed.frames || (plain.frames == packed.frames && packed.malformed);
+}
+
+}  // namespace quillet

@@ -14,6 +14,7 @@
 #include "id3/Dialect.hpp"
 #include "id3/FrameLibrary.hpp"
 #include "id3/FrameStore.hpp"
+#include "id3/FrameWalk.hpp"
 #include "id3/Picture.hpp"
 #include "id3/Remarks.hpp"
 #include "util/Data.hpp"
@@ -29,8 +30,8 @@ struct ResolvedFrame {
     const util::PropertyDictionary* record = nullptr;
 };
 
-/// The ID3v2 tag of one file in memory: finding and reading it (id3V2TagReading.cpp), and its content by meaning
-/// (id3V2TagContent.cpp, id3V2TagPictures.cpp).
+/// The ID3v2 tag of one file in memory: finding and reading it (id3V2TagHeader.cpp, id3V2TagReading.cpp), and its
+/// content by meaning (id3V2TagContent.cpp, id3V2TagPictures.cpp).
 class id3V2Tag {
   public:
     /// -initWithFrameDictionary:  An empty tag without a file.
@@ -133,6 +134,20 @@ class id3V2Tag {
 
     void reset(const std::string& path);
     bool readFrom(AudioFile& file);
+    /// How many bytes of the file are searched for a header at a time.
+    std::uint64_t searchedAtOnce() const;
+    /// Reads the tag whose header stands at `position` of `block`, which begins at `base` of the file.
+    bool readTag(AudioFile& file, const util::Data& block, std::uint64_t base, std::uint32_t position);
+    void cutToFile(std::uint64_t start);
+    /// Reverses unsynchronisation of the whole tag where the standard has it; answers how many bytes went.
+    std::uint32_t synchronise(util::Data& tag);
+    /// Takes the extended header over from the front of `tag`, what follows the tag's header; answers how much it is
+    /// with its size field. Below 0 where the tag is shorter than any.
+    std::int32_t readExtendedHeader(const util::Data& tag);
+    /// Its size field included; 0 without one.
+    std::uint32_t extendedHeaderLength() const;
+    bool isReadable();
+    void walkFrames(FrameWalkInput input);
     /// The first frame of a field; null where the tag is absent or of a version that is not known.
     const id3V2Frame* fieldFrame(const FieldIdentifiers& identifiers) const;
     std::optional<std::string> fieldText(const FieldIdentifiers& identifiers) const;
