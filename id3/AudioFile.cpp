@@ -21,10 +21,13 @@ constexpr std::size_t kBufferStep = 65536;
 
 util::Status AudioFile::open(const std::string& path) {
     close();
-    if (capacity_ > kLargestKeptBuffer) {
+    // A buffer that somebody still looks at is left to him, and so is one that was only ever needed once.
+    if (buffer_.use_count() > 1 || capacity_ > kLargestKeptBuffer) {
         buffer_.reset();
         capacity_ = 0;
     }
+    // The last view may have been let go on another thread; what it read is done before we write.
+    std::atomic_thread_fence(std::memory_order_acquire);
     util::FileDescriptor opened = util::openForReading(path);
     struct stat facts;
     if (!opened.isOpen() || ::fstat(opened.number(), &facts) != 0) return util::statusOf(-1);
@@ -38,12 +41,6 @@ void AudioFile::close() {
     static_cast<void>(descriptor_.close());  // nothing was written
     size_ = 0;
     headLength_ = 0;
-    if (buffer_.use_count() > 1) {  // somebody still looks at it
-        buffer_.reset();
-        capacity_ = 0;
-    }
-    // The last view may have been let go on another thread; what it read is done before we write.
-    std::atomic_thread_fence(std::memory_order_acquire);
 }
 
 std::size_t AudioFile::readInto(std::uint64_t offset, std::span<std::uint8_t> target) const {
