@@ -31,8 +31,11 @@ struct Dialect {
     /// FF 00 becomes FF and the rest moves down; in 2.4 that is each frame's own matter, which the tag's flag only
     /// announces (ID3v2.3.0 5, ID3v2.4.0 structure 6.1).
     bool reversesUnsynchronisationInPlace = system;
-    /// System: of a tag that is longer than the file, what is left from its header on counts behind its header. Standard:
-    /// what is left behind its header.
+    /// System: flag bit 0x20 of a 2.4 tag tells of a footer. Standard: 0x10; 0x20 marks an experiment (ID3v2.4.0
+    /// structure 3.1).
+    bool takesExperimentForFooter = system;
+    /// System: of a tag that is longer than the file, what is left from its header on counts behind its header.
+    /// Standard: what is left behind its header.
     bool countsHeaderInCutTag = system;
     /// System: whatever the frames leave of a tag is padding, the extended header too, so that the tag's length has it
     /// twice. Standard: what is behind the frames.

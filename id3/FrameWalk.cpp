@@ -174,6 +174,12 @@ std::optional<util::Data> FrameWalk::formattedBody(const util::Data& content, co
     return std::move(outcome.body);
 }
 
+std::shared_ptr<id3V2Frame> FrameWalk::formattedFrame(const util::Data& content, const FormatFlags& flags,
+                                                      std::uint8_t firstFlag, std::uint8_t secondFlag) {
+    if (auto body = formattedBody(content, flags)) return frameWith(std::move(body), firstFlag, secondFlag);
+    return std::make_shared<id3V2Frame>(getFrameID(), firstFlag, secondFlag, layout_.majorVersion, dialect());
+}
+
 std::shared_ptr<id3V2Frame> FrameWalk::frameWith(std::optional<util::Data> body, std::uint8_t firstFlag,
                                                  std::uint8_t secondFlag) const {
     if (!body) return nullptr;

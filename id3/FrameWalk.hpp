@@ -80,8 +80,12 @@ class FrameWalk {
     /// The body of a compressed frame whose length and stream stand at fixed places of `content`, which may go on past
     /// the frame's `size` bytes; nullopt, with log lines, where it cannot be decompressed.
     std::optional<util::Data> uncompressed(util::Bytes content, std::uint32_t lengthAt, std::int32_t size);
-    /// The body that the standards' format flags make of `content`; nullopt, with a remark, where it cannot be read.
+    /// The frame whose body the standards' format flags make of `content`; without a body, and with a remark, where
+    /// that cannot be read.
+    std::shared_ptr<id3V2Frame> formattedFrame(const util::Data& content, const FormatFlags& flags,
+                                               std::uint8_t firstFlag, std::uint8_t secondFlag);
     std::optional<util::Data> formattedBody(const util::Data& content, const FormatFlags& flags);
+    /// Null without a body.
     std::shared_ptr<id3V2Frame> frameWith(std::optional<util::Data> body, std::uint8_t firstFlag,
                                           std::uint8_t secondFlag) const;
 

@@ -36,12 +36,11 @@ std::shared_ptr<id3V2Frame> V23FrameSet::getFrame() {
         return frameWith(uncompressed(rest, 0, length), first, second);
     }
     auto body = content(length);
-    if (body && !dialect().readsFormatFieldsAtFixedPlaces) {
-        body = formattedBody(*body, {.grouped = (second & kGrouped) != 0,
-                                     .encrypted = (second & kEncrypted) != 0,
-                                     .compressed = (second & kCompressed) != 0});
-    }
-    return frameWith(std::move(body), first, second);
+    if (!body || dialect().readsFormatFieldsAtFixedPlaces) return frameWith(std::move(body), first, second);
+    const FormatFlags flags{.grouped = (second & kGrouped) != 0,
+                            .encrypted = (second & kEncrypted) != 0,
+                            .compressed = (second & kCompressed) != 0};
+    return formattedFrame(*body, flags, first, second);
 }
 
 bool V23FrameSet::isIdentifier(util::Bytes characters) const {

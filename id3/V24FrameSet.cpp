@@ -111,21 +111,24 @@ std::shared_ptr<id3V2Frame> V24FrameSet::getFrame() {
     if (!rest) return nullptr;
     const util::Data bytes = synchronised(*rest, second, length);
 
-    std::optional<util::Data> body;
-    if (dialect().readsFormatFieldsAtFixedPlaces && (second & kCompressed) != 0) {
-        body = uncompressed(bytes.bytes(), 1, length);  // meant so: one byte late, the last one is also the stream's
-    } else if (length >= 0) {
-        body = bytes.slice(0, static_cast<std::size_t>(length));
-        if (body && !dialect().readsFormatFieldsAtFixedPlaces) {
-            body = formattedBody(*body, {.grouped = (second & kGrouped) != 0,
-                                         .encrypted = (second & kEncrypted) != 0,
-                                         .compressed = (second & kCompressed) != 0,
-                                         .statesLength = (second & kStatesLength) != 0});
-        }
-    }
-    auto frame = frameWith(std::move(body), first, second);
+    auto frame = frameOf(bytes, length, first, second);
     if (frame && iTunesFlag_ && iTunes_) frame->iTunesV24Compat();
     return frame;
+}
+
+std::shared_ptr<id3V2Frame> V24FrameSet::frameOf(const util::Data& bytes, std::int32_t length, std::uint8_t first,
+                                                 std::uint8_t second) {
+    if (dialect().readsFormatFieldsAtFixedPlaces && (second & kCompressed) != 0)
+        // Meant so: the length is looked for one byte late; its last byte is the stream's first.
+        return frameWith(uncompressed(bytes.bytes(), 1, length), first, second);
+    if (length < 0) return nullptr;
+    auto body = bytes.slice(0, static_cast<std::size_t>(length));
+    if (!body || dialect().readsFormatFieldsAtFixedPlaces) return frameWith(std::move(body), first, second);
+    const FormatFlags flags{.grouped = (second & kGrouped) != 0,
+                            .encrypted = (second & kEncrypted) != 0,
+                            .compressed = (second & kCompressed) != 0,
+                            .statesLength = (second & kStatesLength) != 0};
+    return formattedFrame(*body, flags, first, second);
 }
 
 util::Data V24FrameSet::synchronised(const util::Data& rest, std::uint8_t flags, std::int32_t& length) {

@@ -20,7 +20,8 @@ constexpr std::uint32_t kNewTagPadding = 2048;
 // The flags of a tag's header (ID3v2.2.0 3.1, ID3v2.4.0 structure 3.1).
 constexpr std::uint32_t kUnsynchronised = 0x80;
 constexpr std::uint32_t kExtendedOrCompressed = 0x40;
-constexpr std::uint32_t kFooter = 0x20;
+constexpr std::uint32_t kExperimental = 0x20;
+constexpr std::uint32_t kFooter = 0x10;
 
 /// A byte as the signed number that a tag's header is made of.
 std::uint32_t signedByte(std::uint8_t byte) {
@@ -123,7 +124,7 @@ bool id3V2Tag::compressTag() const {
 }
 
 bool id3V2Tag::footer() const {
-    return majorVersion_ == 4 && (flag_ & kFooter) != 0;
+    return majorVersion_ == 4 && (flag_ & (dialect_->takesExperimentForFooter ? kExperimental : kFooter)) != 0;
 }
 
 bool id3V2Tag::newTag(std::uint32_t major, std::uint32_t minor) {
