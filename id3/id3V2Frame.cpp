@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "id3/Limits.hpp"
+#include "id3/TextTerminator.hpp"
 #include "util/Narrow.hpp"
 #include "util/Text.hpp"
 
@@ -105,6 +106,8 @@ std::uint8_t id3V2Frame::getTextCodingByte(std::int32_t coding) const {
 }
 
 std::string id3V2Frame::decode(util::Bytes bytes, TextEncoding encoding) {
+    // Half a terminator: some taggers end UTF-16 with one zero byte.
+    if (isWide(encoding) && bytes.size() % 2 != 0 && bytes.back() == 0) bytes = bytes.first(bytes.size() - 1);
     switch (encoding) {
         case TextEncoding::utf16WithMark:
             return util::decodeUTF16(bytes, util::ByteOrder::littleEndian);

@@ -78,7 +78,9 @@ std::shared_ptr<id3V2Frame> id3V2Frame::initTextFrame(FrameID frameID, std::uint
                                                       std::string_view text, std::int32_t coding, std::int32_t version,
                                                       const Dialect& dialect) {
     auto frame = std::make_shared<id3V2Frame>(util::Data(), frameID, firstFlag, secondFlag, version, dialect);
-    frame->setBody(frame->encodedText(text, coding) + std::string(coding == 1 ? 2 : 1, '\0'));
+    const TextEncoding encoding = frame->convertTextCodingByte(frame->getTextCodingByte(coding));
+    const bool wide = coding == 1 || encoding == TextEncoding::utf16BigEndian;
+    frame->setBody(frame->encodedText(text, coding) + std::string(wide ? 2 : 1, '\0'));
     return frame;
 }
 
