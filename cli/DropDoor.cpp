@@ -56,7 +56,7 @@ std::string reasonAgainstKind(const util::FileFacts& facts) {
 }  // namespace
 
 DropDoor::DropDoor(LinuxPlatform& platform, OriginJournal& journal, BatchReporter& reporter)
-    : platform_(platform), journal_(journal), reporter_(reporter) {}
+    : platform_(platform), recognition_(platform.media), journal_(journal), reporter_(reporter) {}
 
 bool DropDoor::isPartial(std::string_view name) {
     if (name.starts_with('.')) return true;
@@ -120,7 +120,7 @@ bool DropDoor::admits(const std::string& entry) {
         unfinished_.insert(entry);
         return false;
     }
-    if (reason.empty()) reason = platform_.media.reasonAgainst(dropPath(entry));
+    if (reason.empty()) reason = recognition_.reasonAgainst(dropPath(entry));
     if (reason.empty()) return true;
     reject(dropPath(entry), entry, reason);
     return false;

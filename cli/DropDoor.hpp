@@ -8,6 +8,7 @@
 #include <unordered_set>
 #include <vector>
 
+#include "cli/AudioRecognition.hpp"
 #include "cli/BatchReporter.hpp"
 #include "cli/OriginJournal.hpp"
 #include "import/BatchDoor.hpp"
@@ -76,6 +77,7 @@ class DropDoor : public BatchDoor {
     void leave(const std::string& entry, const std::string& reason);
 
     LinuxPlatform& platform_;
+    AudioRecognition recognition_;
     OriginJournal& journal_;
     BatchReporter& reporter_;
     std::optional<std::vector<std::string>> only_;

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <unordered_set>
 
+#include "cli/AudioRecognition.hpp"
 #include "cli/DropDoor.hpp"
 #include "cli/Interrupt.hpp"
 #include "util/FilePath.hpp"
@@ -20,7 +21,7 @@ namespace fs = std::filesystem;
 
 class Selection {
   public:
-    Selection(LibavMediaFramework& media, const DevicePaths& paths, bool move) : media_(media), move_(move) {
+    Selection(LibavMediaFramework& media, const DevicePaths& paths, bool move) : recognition_(media), move_(move) {
         for (const std::string_view folder :
              {DevicePaths::kImportDatabaseFolder, DevicePaths::kDropFolder, DropDoor::kRejectedFolder,
               DevicePaths::kArtworkCache, DevicePaths::kMediaFolder, DevicePaths::kDownloads})
@@ -58,7 +59,7 @@ class Selection {
         const auto facts = util::factsOf(path);
         if (move_ && facts && facts->kind == util::FileKind::symbolicLink)
             return "is a symbolic link, which --move does not follow";
-        return media_.reasonAgainst(resolved(path));
+        return recognition_.reasonAgainst(resolved(path));
     }
 
     /// Each is compared where it really lies, since a user may have put it on another disk.
@@ -95,7 +96,7 @@ class Selection {
         }
     }
 
-    LibavMediaFramework& media_;
+    AudioRecognition recognition_;
     std::vector<std::string> own_;
     bool move_;
     std::unordered_set<std::string> seen_;

@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "cli/FreeName.hpp"
+#include "cli/ResourceDictionary.hpp"
 #include "cli/Root.hpp"
 #include "util/FilePath.hpp"
 #include "util/Files.hpp"
@@ -35,6 +36,7 @@ LibrarySide::LibrarySide(LinuxPlatform& platform, BatchReporter& reporter)
         if (access(path.c_str(), W_OK | X_OK) != 0)
             throw UserError(fmt::format("{} cannot be written: {}", path, std::strerror(errno)));
     }
+    giveResourceDictionary();
     makeEngine();
 }
 

@@ -5,6 +5,7 @@
 #include <fstream>
 #include <vector>
 
+#include "cli/AudioRecognition.hpp"
 #include "cli/LibrarySide.hpp"
 #include "import/QLAssetHelper.hpp"
 #include "util/FilePath.hpp"
@@ -100,11 +101,12 @@ void LibrarySide::importUnknownFiles(RecheckResult& result) {
     std::unordered_set<std::string> known = platform_.library.assetNames();
     for (const auto& [key, record] : *engine_->dbItems())
         if (record.dictionary() != nullptr) known.insert(util::textAt(*record.dictionary(), "assetPath"));
+    AudioRecognition recognition(platform_.media);
     bool imported = false;
     for (const std::string& name : util::listDirectory(folder).value_or(std::vector<std::string>())) {
         if (known.contains(name) || DropDoor::isPartial(name)) continue;
         const std::string path = util::pathIn(folder, name);
-        if (const std::string reason = platform_.media.reasonAgainst(path); !reason.empty()) {
+        if (const std::string reason = recognition.reasonAgainst(path); !reason.empty()) {
             util::log(fmt::format("{} {}; it is left there", path, reason));
             continue;
         }

@@ -56,7 +56,7 @@ std::unique_ptr<TagAPI> TagAPI::initWithPath(const std::string& path, const Dict
 }
 
 bool TagAPI::loadDictionary(const DictionaryLoader& loader, std::shared_ptr<PropertyDictionary> genres) {
-    LoadedDictionary loaded = loader();
+    const LoadedDictionary loaded = loader();
     if (!loaded.dictionary) {
         util::log("Failed to open resource dictionary, can not find file:" + loaded.path);
         return false;
@@ -65,7 +65,7 @@ bool TagAPI::loadDictionary(const DictionaryLoader& loader, std::shared_ptr<Prop
         util::log("Failed to find internal genres list");
         return false;
     }
-    useDictionary(std::make_shared<const PropertyDictionary>(*std::move(loaded.dictionary)));
+    useDictionary(loaded.dictionary);
     externalGenres_ = std::move(genres);
     return true;
 }

@@ -22,8 +22,8 @@ namespace quillet {
 
 /// The resource dictionary as some loader found it, and where it looked.
 struct LoadedDictionary {
-    std::optional<util::PropertyDictionary> dictionary;  ///< nullopt where it cannot be read
-    std::string path;                                    ///< for the log
+    std::shared_ptr<const util::PropertyDictionary> dictionary;  ///< null where it cannot be read
+    std::string path;                                            ///< for the log
 };
 using DictionaryLoader = std::function<LoadedDictionary()>;
 

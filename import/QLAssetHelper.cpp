@@ -3,10 +3,12 @@
 #include <cmath>
 #include <limits>
 #include <string_view>
+#include <vector>
 
 #include "util/ByteReader.hpp"
 #include "util/FilePath.hpp"
 #include "util/Files.hpp"
+#include "util/Narrow.hpp"
 #include "util/Text.hpp"
 
 namespace quillet {
@@ -107,14 +109,36 @@ std::uint32_t milliseconds(double seconds) {
     return static_cast<std::uint32_t>(exact);
 }
 
+AssetValues valuesFromTagOf(const std::string& path) {
+    TagAPI& tags = TagAPI::sharedInstance();
+    tags.examineFile(path);  // where that fails, the defaults count
+    return QLAssetHelper::getValuesFromID3(path, TagFacts::of(tags));
+}
+
 }  // namespace
+
+TagFacts TagFacts::of(TagAPI& tags) {
+    TagFacts facts;
+    facts.title = tags.getTitle();
+    facts.artist = tags.getArtist();
+    facts.album = tags.getAlbum();
+    facts.albumArtist = tags.getAlbumArtist();
+    facts.durationMs = tags.getDurationMilliseconds();
+    facts.track = util::lowBits<std::uint32_t>(tags.getTrack());
+    facts.totalNumberTracks = util::lowBits<std::uint32_t>(tags.getTotalNumberTracks());
+    facts.disk = util::lowBits<std::uint32_t>(tags.getDisk());
+    facts.totalNumberDisks = util::lowBits<std::uint32_t>(tags.getTotalNumberDisks());
+    facts.year = util::lowBits<std::uint32_t>(tags.getYear());
+    const std::vector<Picture> images = tags.getImage();
+    if (!images.empty()) facts.image = images.front().image;
+    return facts;
+}
 
 PropertyDictionary QLAssetHelper::newAssetFromPath(const std::string& path, Platform& platform) {
     const std::string_view extension = util::pathExtension(path);
-    const bool known = extension == "mp3" || extension == "m4a" || extension == "m4p" || extension == "aac";
-    // SEAM: "mp3" takes the media framework's road until the tag engine can examine a file; from then on it is
-    // getValuesFromID3 with what TagAPI says.
-    AssetValues asset = getValuesFromAV(path, platform.media);
+    const bool hasTag = extension == "mp3";
+    const bool known = hasTag || extension == "m4a" || extension == "m4p" || extension == "aac";
+    AssetValues asset = hasTag ? valuesFromTagOf(path) : getValuesFromAV(path, platform.media);
 
     PropertyDictionary record;
     set(record, "assetPath", util::lastPathComponent(path));
@@ -141,13 +165,13 @@ AssetValues QLAssetHelper::getValuesFromID3(const std::string& path, const TagFa
     set(values, kArtist, tag.artist.value_or(""));
     set(values, kAlbum, tag.album.value_or(""));
     if (tag.albumArtist && !tag.albumArtist->empty()) set(values, kAlbumArtist, *tag.albumArtist);
-    set(values, kTotalTime, tag.durationSeconds * std::uint32_t{1000});
+    set(values, kTotalTime, tag.durationMs);
     set(values, kTrack, tag.track);
     set(values, kTrackCount, tag.totalNumberTracks);
     set(values, kDisc, tag.disk);
     set(values, kDiscCount, tag.totalNumberDisks);
     set(values, kYear, tag.year);
-    if (!tag.images.empty()) asset.artworkData = tag.images.front();
+    asset.artworkData = tag.image;
     return asset;
 }
 

@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <vector>
 
+#include "id3/TagAPI.hpp"
 #include "platform/Platform.hpp"
 #include "util/Data.hpp"
 #include "util/PropertyValue.hpp"
@@ -23,18 +23,22 @@ struct TagFacts {
     std::optional<std::string> artist;
     std::optional<std::string> album;
     std::optional<std::string> albumArtist;
-    std::uint32_t durationSeconds = 0;
+    std::uint32_t durationMs = 0;
     std::uint32_t track = 0;
     std::uint32_t totalNumberTracks = 0;
     std::uint32_t disk = 0;
     std::uint32_t totalNumberDisks = 0;
     std::uint32_t year = 0;
-    std::vector<util::Data> images;
+    std::optional<util::Data> image;  ///< of the first picture
+
+    /// What `tags` says of the file it examined last. The image is a view on what was read of that file.
+    static TagFacts of(TagAPI& tags);
 };
 
 /// Turns an audio file into an asset record: a dictionary of "assetPath" (file name), "mediaType" (8, music, for the
 /// four known extensions), "values" (library property to value) and, with a cover, "artwork" (its name in the artwork
-/// cache). It keeps no state. A file that nothing can read still gets a record.
+/// cache). It keeps no state, but the shared TagAPI is left with the last MP3 file. A file that nothing can read still
+/// gets a record.
 class QLAssetHelper {
   public:
     /// +newAssetFromPath:  The record of the file at `path`. Its cover, if any, is in the artwork cache afterwards,
@@ -42,7 +46,7 @@ class QLAssetHelper {
     static util::PropertyDictionary newAssetFromPath(const std::string& path, Platform& platform);
 
     /// +getValuesFromID3:artworkData:  From the file's own tag. Every value is there but an empty album artist; numbers
-    /// are unsigned. Without a title the file's name stands for it. The first image is the cover.
+    /// are unsigned. Without a title the file's name stands for it. The image is the cover.
     static AssetValues getValuesFromID3(const std::string& path, const TagFacts& tag);
 
     /// +getValuesFromAV:artworkData:  From the media framework. A value is there only where the file has it, but the

@@ -121,11 +121,11 @@ TEST(QLAssetHelperTest, ATagGivesEveryValueAndItsFirstImage) {
     TagFacts tag;
     tag.title = "T";
     tag.albumArtist = "";
-    tag.durationSeconds = 4294968;  // times 1000 wraps around
+    tag.durationMs = 704;
     tag.track = 3;
     tag.totalNumberTracks = 4294967295U;  // the -1 of a tag without a count passes through
     tag.year = 2009;
-    tag.images = {bytes({1}), bytes({2})};
+    tag.image = bytes({1});
     PropertyDictionary expected = {{"item_extra.title", "T"}, {"item_artist.item_artist", ""},
                                    {"album.album", ""},       {"item_extra.total_time_ms", 704U},
                                    {"track_number", 3U},      {"item_extra.track_count", 4294967295U},
