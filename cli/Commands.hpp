@@ -30,4 +30,20 @@ int runLibraryShow(Console& console, const DevicePaths& paths, const std::vector
 int runLibraryRemove(Console& console, const DevicePaths& paths, const std::vector<std::uint64_t>& identifiers,
                      bool keepFile);
 
+/// What the commands that read tags are asked to read.
+struct TagFiles {
+    std::vector<std::string> paths;  ///< files and folders
+    unsigned jobs = 0;               ///< how many are read at a time; 0 for as many as the machine has cores
+};
+int runInfo(Console& console, const TagFiles& files);
+int runTagShow(Console& console, const TagFiles& files);
+int runTagFrames(Console& console, const TagFiles& files);
+
+struct CoverOptions {
+    TagFiles files;
+    std::string output;  ///< a file, "-" for standard output, or a folder
+    bool force = false;  ///< write over what is there
+};
+int runTagCover(Console& console, const CoverOptions& options);
+
 }  // namespace quillet::cli

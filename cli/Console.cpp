@@ -70,14 +70,19 @@ std::size_t Console::width() const {
     return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
 }
 
-void Console::line(std::string_view text) {
+void Console::bytes(std::string_view content) {
     makeRoom();
-    const bool written = std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
-    if ((!written || std::fputc('\n', stdout) == EOF) && outputError_ == 0) outputError_ = errno;
+    if (std::fwrite(content.data(), 1, content.size(), stdout) != content.size() && outputError_ == 0)
+        outputError_ = errno;
+}
+
+void Console::line(std::string_view text) {
+    bytes(text);
+    bytes("\n");
 }
 
 void Console::jsonLine(const nlohmann::ordered_json& object) {
-    line(object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
+    line(jsonText(object));
 }
 
 void Console::note(std::string_view text) {
@@ -105,6 +110,10 @@ bool Console::finish() {
 std::string Console::coloured(Colour colour, std::string_view text) const {
     if (!outputIsTerminal_ || !colour_ || colour == Colour::plain) return std::string(text);
     return fmt::format("{}{}\x1b[0m", escapeOf(colour), text);
+}
+
+std::string jsonText(const nlohmann::ordered_json& object) {
+    return object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
 }
 
 std::string shown(std::string_view bytes) {

@@ -25,6 +25,8 @@ class Console {
 
     /// One result line.
     void line(std::string_view text);
+    /// A result that is no text, as it is.
+    void bytes(std::string_view content);
     void jsonLine(const nlohmann::ordered_json& object);
     /// A remark on standard error: "quillet: text". Printed beside JSON results too.
     void note(std::string_view text);
@@ -34,6 +36,8 @@ class Console {
     /// Called before each line that is printed, to take away what is on the screen only for now; null for nothing.
     void beforeLines(std::function<void()> clear) { beforeLine_ = std::move(clear); }
 
+    /// Whether some result was not taken, so that more are in vain.
+    bool outputHasFailed() const { return outputError_ != 0; }
     /// Ends results; false where standard output did not take them all, with a line unless a reader just had enough.
     bool finish();
 
@@ -51,6 +55,9 @@ class Console {
     bool errorIsTerminal_;
     bool colour_;
 };
+
+/// The object on one line; what is not UTF-8 in it is replaced.
+std::string jsonText(const nlohmann::ordered_json& object);
 
 /// A file name or tag text made fit for one line: ill-formed parts as U+FFFD, control characters as \n, \t, \x1b ...
 std::string shown(std::string_view bytes);

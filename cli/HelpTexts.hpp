@@ -9,6 +9,8 @@ inline constexpr const char* kMainHelp = R"(Examples:
   quillet watch                    import whatever is dropped, until interrupted
   quillet library list             what the library holds
   quillet library list --json | jq .title
+  quillet info ~/Music             bit rate, duration ... of every .mp3 file there
+  quillet tag show song.mp3        what its tags say
 
 The library lies under a root folder: --root DIR, else $QUILLET_ROOT, else
 $XDG_DATA_HOME/quillet, else ~/.local/share/quillet.
@@ -82,6 +84,58 @@ of a watch or an import, brings it back. --root DIR and --json work here as well
 Examples:
   quillet library remove 3 4
   quillet library remove 12 --keep-file
+)";
+
+inline constexpr const char* kInfoHelp =
+    R"(On a terminal: all that is known of one file, or a table of many. In a pipe:
+tab-separated file, MPEG version, layer, kbit/s, Hz, channels, seconds, what the
+duration was taken from (xing, info, vbri, frames, bitRate), audio frames,
+fingerprint and warnings. With --json one object a file; what is not known is
+null, and bitRate is in kilobits per second.
+
+In a folder, and below, the .mp3 files are read, in the order of their names.
+A file that is named itself is tried whatever it is called.
+
+Examples:
+  quillet info song.mp3
+  quillet info --json ~/Music | jq -r 'select(.bitRate < 192) | .file'
+)";
+
+inline constexpr const char* kTagHelp = R"(Examples:
+  quillet tag show song.mp3
+  quillet tag frames --json ~/Music
+  quillet tag cover song.mp3 -o cover.jpg
+)";
+
+inline constexpr const char* kTagShowHelp =
+    R"(What reading had to guess, cut or leave out follows as warnings. With --json one
+object a file; a text or number that is absent is null, a list is empty, and
+v1 and v2 are null where there is no such tag.
+
+Examples:
+  quillet tag show song.mp3
+  quillet tag show --json ~/Music | jq -r '[.artist, .title] | @tsv'
+)";
+
+inline constexpr const char* kTagFramesHelp =
+    R"(Each line has the frame's identifier, what it is, the bytes of its body, and what
+it holds. With --json one object a file, its frames under "frames".
+
+Examples:
+  quillet tag frames song.mp3
+  quillet tag frames --json song.mp3 | jq -r '.frames[] | select(.id == "TXXX")'
+)";
+
+inline constexpr const char* kTagCoverHelp =
+    R"(If OUT is a folder, each picture goes there under its file's name, with the
+extension of its format; of several files the covers can go nowhere else. What
+is there already stays, unless --force is given. A file without a picture is a
+failure.
+
+Examples:
+  quillet tag cover song.mp3 -o cover.jpg
+  quillet tag cover song.mp3 -o - | file -
+  quillet tag cover ~/Music/album -o covers
 )";
 
 }  // namespace quillet::cli
