@@ -1,6 +1,8 @@
 #include "util/Text.hpp"
 
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <charconv>
 #include <cstring>
 #include <limits>
@@ -34,6 +36,7 @@ class TextWriter {
   public:
     explicit TextWriter(std::size_t longest) : text_(longest, '\0'), next_(text_.data()) {}
 
+    void putASCII(std::uint8_t character) { *next_++ = static_cast<char>(character); }
     void put(char32_t character) {
         if (character < 0x80) {
             *next_++ = static_cast<char>(character);
@@ -140,12 +143,46 @@ char32_t takeUTF16(ByteReader& reader) {
     return 0x10000U + ((*first & 0x3ffU) << 10) + (*second & 0x3ffU);
 }
 
+constexpr std::size_t kUnitsAtOnce = 4;
+
+/// Whether `bytes` begins with four code units that are ASCII characters; most text is nothing else.
+template <ByteOrder order>
+bool beginsWithASCIIUnits(Bytes bytes) {
+    constexpr std::uint8_t high = order == ByteOrder::bigEndian ? 0xff : 0x80;
+    constexpr std::uint8_t low = order == ByteOrder::bigEndian ? 0x80 : 0xff;
+    constexpr auto kNotASCII = std::bit_cast<std::uint64_t>(std::array{high, low, high, low, high, low, high, low});
+    std::uint64_t units = 0;
+    if (bytes.size() < sizeof units) return false;
+    std::memcpy(&units, bytes.data(), sizeof units);
+    return (units & kNotASCII) == 0;
+}
+
+template <ByteOrder order>
+std::size_t longestUTF8(ByteReader reader) {
+    std::size_t longest = reader.remaining() % 2 == 0 ? 0 : utf8LengthOfUnit(kReplacement);
+    for (;;) {
+        if (beginsWithASCIIUnits<order>(reader.rest())) {
+            reader.skip(2 * kUnitsAtOnce);
+            longest += kUnitsAtOnce;
+            continue;
+        }
+        const auto unit = takeUnit<order>(reader);
+        if (!unit) return longest;
+        longest += utf8LengthOfUnit(*unit);
+    }
+}
+
 template <ByteOrder order>
 std::string decodeUnits(ByteReader reader) {
-    std::size_t longest = 3;  // for an odd last byte
-    for (ByteReader counted = reader; const auto unit = takeUnit<order>(counted);) longest += utf8LengthOfUnit(*unit);
-    TextWriter text(longest);
-    while (!reader.atEnd()) text.put(takeUTF16<order>(reader));
+    TextWriter text(longestUTF8<order>(reader));
+    while (!reader.atEnd()) {
+        if (!beginsWithASCIIUnits<order>(reader.rest())) {
+            text.put(takeUTF16<order>(reader));
+            continue;
+        }
+        const Bytes units = reader.take(2 * kUnitsAtOnce).value_or(Bytes());
+        for (std::size_t i = order == ByteOrder::bigEndian ? 1 : 0; i < units.size(); i += 2) text.putASCII(units[i]);
+    }
     return text.finish();
 }
 
