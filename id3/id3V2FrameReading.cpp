@@ -16,6 +16,8 @@ using util::Bytes;
 
 /// Where a comment's description begins: behind the coding byte and the language.
 constexpr std::size_t kDescription = 4;
+/// Bytes of UTF-8 that one UTF-16 code unit becomes at most.
+constexpr std::size_t kLongestCodeUnit = 3;
 constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
 constexpr std::string_view kBetweenValues = " / ";
 
@@ -137,7 +139,7 @@ std::string id3V2Frame::textWithNuls() const {
     std::string text = decode(reader.rest(), convertTextCodingByte(*coding));
     // A lone character keeps even a tab, but only where the byte behind the coding says that it is ASCII.
     const std::uint8_t first = reader.u8().value_or(0);
-    if (first >= 1 && first <= 0x7F && util::utf16Length(text) == 1) return text;
+    if (first >= 1 && first <= 0x7F && text.size() <= kLongestCodeUnit && util::utf16Length(text) == 1) return text;
     return trimmed(std::move(text));
 }
 
@@ -193,6 +195,7 @@ std::vector<std::string> id3V2Frame::genreArrayFromFrame() const {
 
 std::string id3V2Frame::cleanString(std::string_view text) {
     std::string cleaned = trimmed(std::string(text));
+    if (cleaned.find('\0') == std::string::npos) return cleaned;
     std::size_t to = 0;
     for (std::size_t from = 0; from < cleaned.size(); ++from) {
         const bool nul = cleaned[from] == '\0';
