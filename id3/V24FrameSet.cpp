@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <memory>
 #include <new>
+#include <span>
 
 #include "id3/Limits.hpp"
 #include "id3/Unsynchronisation.hpp"
@@ -33,13 +34,14 @@ util::Data withPairsBlanked(util::Bytes rest, std::int32_t& length) {
         rest.size(), static_cast<std::size_t>(std::max<std::int64_t>(std::int64_t{length} - kFrameHeaderLength, 0)));
     const std::shared_ptr<std::uint8_t[]> copy(new (std::nothrow) std::uint8_t[size]());
     if (!copy) return {};
+    const std::span<std::uint8_t> target(copy.get(), size);
     for (std::size_t i = 0; i < size; ++i) {
-        copy[i] = rest[i];
+        target[i] = rest[i];
         if (rest[i] != 0xFF) continue;
         --length;
         ++i;
     }
-    return util::Data(copy, {copy.get(), size});
+    return util::Data(copy, target);
 }
 
 }  // namespace
@@ -153,7 +155,8 @@ V24FrameSet::Reading V24FrameSet::readSizes(bool plain) const {
         const util::Bytes bytes = *readerAt(position + kIdentifierLength).take(4);
         reading.malformed = reading.malformed || (!plain && !isSynchsafe(bytes));
         ++reading.frames;
-        position += kFrameHeaderLength + (plain ? *util::ByteReader(bytes).u32BigEndian() : synchsafe(bytes));
+        position += std::int64_t{kFrameHeaderLength};
+        position += plain ? *util::ByteReader(bytes).u32BigEndian() : synchsafe(bytes);
     }
     reading.fits = !reading.malformed && position <= size() && isPadding(readerAt(position).rest());
     return reading;

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <memory>
 #include <new>
+#include <span>
 #include <string>
 #include <utility>
 
@@ -173,15 +174,16 @@ util::Data id3V2Tag::desynchData(util::Bytes data, std::size_t offset) {
     const auto at = [data](std::size_t index) { return index < data.size() ? data[index] : std::uint8_t{0}; };
     const std::shared_ptr<std::uint8_t[]> result(new (std::nothrow) std::uint8_t[size]());
     if (!result) return {};
+    const std::span<std::uint8_t> target(result.get(), size);
     std::size_t skipped = 0;
     // Meant so: indices are kept, and what decides is looked for further on with each byte passed over.
     for (std::size_t i = 0; i < size; ++i) {
-        result[i] = at(offset + i);
+        target[i] = at(offset + i);
         if (at(offset + i + skipped) != 0xFF) continue;
         ++skipped;
         ++i;
     }
-    return util::Data(result, {result.get(), size - skipped});
+    return util::Data(result, target.first(size - skipped));
 }
 
 std::optional<FrameArray> id3V2Tag::getFramesTitled(FrameID identifier) const {
