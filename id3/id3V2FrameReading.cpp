@@ -84,22 +84,17 @@ std::vector<std::string> genresWithStrayParentheses(std::string_view text) {
     // Each closing parenthesis can repeat all that stands before it.
     text = util::utf16Prefix(text, kLongestGenreText);
     const bool opened = text.starts_with('(');
-    bool leadingNul = text.starts_with('\0');
-    const std::size_t start = opened || leadingNul ? 1 : 0;
-    if (text.size() <= start) return genres;
-
-    std::size_t segmentStart = start;
+    std::size_t segmentStart = opened ? 1 : 0;
     int depth = opened ? 1 : 0;
     const auto add = [&](std::size_t end) { genres.emplace_back(text.substr(segmentStart, end - segmentStart)); };
-    for (std::size_t i = start; i < text.size(); ++i) {
+    for (std::size_t i = segmentStart; i < text.size(); ++i) {
         if (text[i] == '\0') {
             if (segmentStart < i) add(i);
-            leadingNul = false;
             segmentStart = i + 1;
             depth = 0;
         } else if (text[i] == ')') {
             if (depth >= 1) --depth;
-            if (segmentStart < i && depth == 0 && !leadingNul) add(i);
+            if (segmentStart < i && depth == 0) add(i);
         } else if (text[i] == '(') {
             if (depth == 0) segmentStart = i + 1;
             ++depth;

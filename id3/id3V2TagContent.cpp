@@ -211,9 +211,7 @@ std::optional<std::string> id3V2Tag::firstComment(FrameID identifier) const {
 
 bool id3V2Tag::isMachineComment(const std::optional<std::string>& description) const {
     const util::PropertyArray* prefixes = library_.commentPrefixes();
-    if (prefixes == nullptr || prefixes->empty()) return false;
-    // Meant so in the system dialect: a comment without room for a description begins with whatever is asked for.
-    if (!description) return dialect_->joinsDescriptionAndComment;
+    if (prefixes == nullptr || !description) return false;  // without room for a description there is no text either
     return std::ranges::any_of(*prefixes, [&](const util::PropertyValue& prefix) {
         const std::string* text = prefix.text();
         return text != nullptr && !text->empty() && description->starts_with(*text);
