@@ -42,8 +42,8 @@ FrameInflater::Outcome FrameInflater::inflate(util::Bytes stream, std::size_t ro
     if (!target) return {.result = InflateResult::noMemory, .body = {}};
     uLongf length = static_cast<uLongf>(room);
     const int result = ::uncompress(target.get(), &length, stream.data(), static_cast<uLong>(stream.size()));
+    left_ -= length;  // of a broken stream too, so that many of them take no longer than the largest tag
     if (result != Z_OK) return {.result = resultOf(result), .body = {}};
-    left_ -= length;
     const util::Bytes body{target.get(), length};
     // A length that was far too high is not kept alive with the body.
     return {.result = InflateResult::done,

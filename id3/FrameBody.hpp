@@ -20,8 +20,8 @@ struct FormatFlags {
 /// How a decompression went, in the order in which the failures' log lines run on into each other.
 enum class InflateResult { done, noMemory, noRoom, corrupt, failed };
 
-/// Decompresses the frames of one tag, each at once (zlib, RFC 1950). All of them together get no more memory than the
-/// largest tag has.
+/// Decompresses the frames of one tag, each at once (zlib, RFC 1950). All of them together, broken ones
+/// included, come to no more bytes than the largest tag has.
 class FrameInflater {
   public:
     struct Outcome {
