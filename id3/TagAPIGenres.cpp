@@ -1,5 +1,7 @@
 #include <algorithm>
 #include <string>
+#include <string_view>
+#include <unordered_set>
 
 #include "id3/TagAPI.hpp"
 #include "util/Text.hpp"
@@ -10,8 +12,9 @@ namespace {
 
 /// The first number that is not looked up.
 constexpr std::int64_t kGenreLimit = 126;
-/// The v1 genre of a record without one.
+/// What a v1 record without a genre has; some taggers take it over into a v2 tag.
 constexpr std::int32_t kNoGenre = 255;
+constexpr std::string_view kNoGenreText = "255";
 /// What a genre field of one byte can say; longer digits are a name, such as "1980".
 constexpr std::int64_t kLargestGenre = 255;
 
@@ -43,11 +46,16 @@ std::optional<std::vector<std::string>> TagAPI::getGenreNames() {
 
 std::vector<std::string> TagAPI::processGenreArray(const std::vector<std::string>& genres) {
     std::vector<std::string> names;
+    names.reserve(genres.size());  // so that the views below stay true
+    // A tag can have millions of them, so they are not compared each with each.
+    std::unordered_set<std::string_view> known;
     for (const std::string& entry : genres) {
+        if (!dialect().limitsGenreNumbers && entry == kNoGenreText) continue;
         std::string name = genreOf(entry);
         // "UNKNOWN" alone may stand more than once.
-        if (name == kUnnamed || std::find(names.begin(), names.end(), name) == names.end())
-            names.push_back(std::move(name));
+        if (name != kUnnamed && !known.empty() && known.contains(name)) continue;
+        names.push_back(std::move(name));
+        if (genres.size() > 1) known.insert(names.back());
     }
     return names;
 }
