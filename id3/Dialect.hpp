@@ -81,7 +81,7 @@ struct Dialect {
     /// System: "(17)" gives "17" and "17)". Standard: "17" (ID3v2.3.0 4.2.1, TCON).
     bool keepsStrayParentheses = system;
     /// System: text that begins with a number is one, and has a name up to 125. Standard: digits alone are one, of all
-    /// that the dictionary names, RX is "Remix", CR is "Cover", and 255 in a v1 tag is none (ID3v2.3.0 4.2.1, TCON).
+    /// that the dictionary names, RX is "Remix", CR is "Cover", and 255 is none (ID3v2.3.0 4.2.1, TCON).
     bool limitsGenreNumbers = system;
     /// System: the last accepted comment counts, and a description stands before its text. Standard: the first comment
     /// without description, else the first, and its text alone (ID3v2.4.0 frames 4.10).
@@ -89,7 +89,8 @@ struct Dialect {
     /// System: the description of a picture in Latin-1 is taken from the frame's start, any other is read as UTF-8.
     /// Standard: from its own place, in the frame's encoding (ID3v2.4.0 frames 4.14).
     bool misplacesPictureDescription = system;
-    /// System: a picture's MIME type ends with its NUL. Standard: it stands without (ID3v2.4.0 frames 4.14).
+    /// System: a picture's MIME type ends with its NUL. Standard: it stands without (ID3v2.4.0 frames 4.14), and the
+    /// format of a 2.2 picture in its place is read as one.
     bool keepsNulOfMimeType = system;
     /// System: a 2.2 picture has its format under "Picture Type" and its type under "Mime Type". Standard: each under
     /// its own (ID3v2.2.0 4.15).
@@ -99,6 +100,8 @@ struct Dialect {
     bool readsYearFromOneFrame = system;
     /// System: a total or disc whose frame is missing is -1. Standard: 0, absent.
     bool answersMinusOneForAbsent = system;
+    /// System: a track, disc or total beyond 32 bits is the largest number that fits. Standard: it is absent.
+    bool clampsNumbers = system;
 
     // Editing a frame's flags.
 

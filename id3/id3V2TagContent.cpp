@@ -148,7 +148,10 @@ std::int32_t id3V2Tag::getTotalNumberDisks() const {
 
 std::int32_t id3V2Tag::fieldNumber(const FieldIdentifiers& identifiers, std::int32_t (*part)(std::string_view)) const {
     const id3V2Frame* frame = fieldFrame(identifiers);
-    return frame == nullptr ? absentNumber() : part(frame->getTextFromFrame().value_or(""));
+    if (frame == nullptr) return absentNumber();
+    const std::int32_t number = part(frame->getTextFromFrame().value_or(""));
+    const bool clamped = number == std::numeric_limits<std::int32_t>::max();
+    return clamped && !dialect_->clampsNumbers ? 0 : number;
 }
 
 std::int32_t id3V2Tag::numberInSetString(std::string_view text) {

@@ -145,7 +145,8 @@ std::optional<Picture> id3V2Tag::getImageFrom3Frame(const id3V2Frame& frame) con
 
     auto picture = pictureBehindHeader(frame, frame.getRawFrameData()->size() - reader.remaining(), false);
     if (!picture) return std::nullopt;
-    picture->mimeType = cString(dialect_->keepsNulOfMimeType ? *mimeType : mimeType->first(*mimeLength));
+    picture->mimeType =
+        dialect_->keepsNulOfMimeType ? cString(*mimeType) : mimeTypeOfFormat(cString(mimeType->first(*mimeLength)));
     picture->pictureType = pictureTypeOfByte(*type);
     return picture;
 }
