@@ -14,7 +14,7 @@ namespace quillet {
 namespace {
 
 /// How many bytes must follow the tag, which are also as many as are searched.
-constexpr std::int32_t kLeastAudio = 2 * static_cast<std::int32_t>(kAudioBlock);
+constexpr std::uint64_t kLeastAudio = 2 * kAudioBlock;
 /// The second block begins with the first one's last byte, which the first search could not take for a sync.
 constexpr std::int32_t kSecondBlock = static_cast<std::int32_t>(kAudioBlock) - 1;
 constexpr std::uint32_t kLargestOffset = std::numeric_limits<std::int32_t>::max();
@@ -50,9 +50,9 @@ bool MP3Header::openFile(AudioFile& file, const std::string& path, std::int32_t 
     startFrame_ = bufferOffsetInFile_ = tagSize;
     fileSize_ = file.size();
     // An offset past what 32 bits can count to has no room behind it either.
-    if (tagSize < 0 ||
-        (dialect_->refusesShortAudio && (tagSize > std::numeric_limits<std::int32_t>::max() - kLeastAudio ||
-                                         fileSize_ < static_cast<std::uint64_t>(tagSize + kLeastAudio))))
+    const bool canHoldAudio = tagSize >= 0 && static_cast<std::uint64_t>(tagSize) + kLeastAudio <= kLargestOffset &&
+                              static_cast<std::uint64_t>(tagSize) + kLeastAudio <= fileSize_;
+    if (tagSize < 0 || (dialect_->refusesShortAudio && !canHoldAudio))
         return refuse("MP3 header processor file " + path + " to short to process \n\r", "the audio is too short");
     if (!(dialect_->takesAnySync ? findAnySync(file, path) : findValidFrame(file, path))) return false;
     if (dialect_->estimatesDuration) {

@@ -69,11 +69,12 @@ MpegFrameCount MpegFrameCount::of(const AudioFile& file, std::uint64_t start, st
     MpegFrameHeader format = first;
     Window window(file, end);
     std::uint64_t position = start;
+    bool inStep = true;  // a frame or a search led here; behind junk that was passed over a header proves nothing
     while (position < end) {
         const util::Bytes bytes = window.from(position);
         if (bytes.empty()) break;
         const auto header = MpegFrameHeader::decode(bytes, kStandardDialect);
-        if (header && header->isValid() && header->continues(format)) {
+        if (inStep && header && header->isValid() && header->continues(format)) {
             const std::uint32_t length = header->frameLength();
             if (length > bytes.size()) {
                 remarks.add("the last audio frame is cut");
@@ -87,6 +88,7 @@ MpegFrameCount MpegFrameCount::of(const AudioFile& file, std::uint64_t start, st
         const std::size_t passed = found ? *found : bytes.size() - (window.atEnd() ? 0 : kConfirmationRoom);
         if (passed > 0) remarks.add("bytes that belong to no audio frame were passed over");
         position += passed;
+        inStep = found.has_value();
         if (!found) continue;
         const auto next = MpegFrameHeader::decode(bytes.subspan(passed), kStandardDialect);
         if (!next || next->continues(format)) continue;

@@ -139,6 +139,13 @@ TEST_F(MpegDurationTest, CountsOverChunksBitRatesAndFormats) {
     EXPECT_EQ(mixed.getMilliseconds(), 52245U);
     const std::string junk(300'000, '\xFF');
     EXPECT_EQ(opened(stream + junk + stream).getNumberOfFrames(), 4000);
+    // Headers that no frame's length leads to: none becomes a frame because a chunk happens to end before it.
+    std::string headers;
+    while (headers.size() < 3'000'000) headers += test::kFrame128;
+    headers.append(1000, '\0');  // the file's end would confirm one
+    for (const char* before : {"j", "ju", "jun", "junk"}) {
+        EXPECT_EQ(opened(frames(16) + before + headers).getNumberOfFrames(), 16) << before;
+    }
     // 100 frames of 1152 at 44,100 Hz, 100 of 576 at 24,000: each by its own clock.
     const MP3Header changing = opened(frames(100) + frames(100, "\xFF\xF3\x84\x04"));
     EXPECT_EQ(changing.getMilliseconds(), 2612U + 2400U);

@@ -11,7 +11,7 @@ namespace {
 using test::TemporaryFolder;
 
 /// The bytes of a record: the fields, padded with `padding`, then bytes 125 to 127.
-std::string record(std::string comment, std::string lastThree, char padding = '\0') {
+std::string record(std::string comment, const std::string& lastThree, char padding = '\0') {
     const auto padded = [&](std::string text, std::size_t length) {
         return text.append(length - text.size(), padding);
     };
