@@ -15,8 +15,8 @@ class FrameID {
   public:
     constexpr FrameID() = default;
     constexpr FrameID(std::string_view text) {
-        for (std::size_t i = 0; i < 4 && i < text.size(); ++i)
-            word_ |= std::uint32_t{static_cast<unsigned char>(text[i])} << (24 - 8 * i);
+        for (std::size_t i = 0; i < 4; ++i)
+            word_ = word_ << 8 | (i < text.size() ? static_cast<unsigned char>(text[i]) : 0U);
     }
     constexpr FrameID(const char* text) : FrameID(std::string_view(text)) {}
 

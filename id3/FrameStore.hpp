@@ -17,7 +17,10 @@ class FrameStore {
   public:
     FrameStore() = default;
 
-    void append(std::shared_ptr<id3V2Frame> frame) { frames_.push_back(std::move(frame)); }
+    void append(std::shared_ptr<id3V2Frame> frame) {
+        if (frames_.empty()) frames_.reserve(kUsualFrames);
+        frames_.push_back(std::move(frame));
+    }
     /// The first under the identifier, or null.
     const id3V2Frame* first(FrameID identifier) const;
     /// All under the identifier.
@@ -30,6 +33,7 @@ class FrameStore {
     bool empty() const { return frames_.empty(); }
 
   private:
+    static constexpr std::size_t kUsualFrames = 16;
     FrameArray frames_;
 };
 

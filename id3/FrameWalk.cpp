@@ -14,6 +14,8 @@ namespace {
 /// Where the stream of a compressed frame is taken to begin, counted from behind the frame's header.
 constexpr std::size_t kStreamAt = 4;
 
+constexpr std::size_t kFramesInBlock = 16;
+
 /// A log line about the largest frame, which both guards tell in the same words.
 void logClipping(const char* start) {
     util::log(std::string(start) + " size > maximum allowable frame size, clipping frame to " +
@@ -61,7 +63,8 @@ bool FrameWalk::nextFrame(bool first) {
 bool FrameWalk::moveTo(std::int64_t position) {
     currentFramePosition_ = position;
     if (!atValidFrame()) return false;
-    step_ = std::int64_t{frameLength()} + layout_.headerLength;
+    length_ = frameLength();
+    step_ = std::int64_t{length_} + layout_.headerLength;
     return true;
 }
 
@@ -181,15 +184,15 @@ std::shared_ptr<id3V2Frame> FrameWalk::formattedFrame(const util::Data& content,
 }
 
 std::shared_ptr<id3V2Frame> FrameWalk::frameWith(std::optional<util::Data> body, std::uint8_t firstFlag,
-                                                 std::uint8_t secondFlag) const {
+                                                 std::uint8_t secondFlag) {
     if (!body) return nullptr;
-    return std::make_shared<id3V2Frame>(*std::move(body), getFrameID(), firstFlag, secondFlag, layout_.majorVersion,
-                                        dialect());
-}
-
-util::ByteReader FrameWalk::readerAt(std::int64_t position) const {
-    if (position < 0 || position > size()) return util::ByteReader({});
-    return util::ByteReader(input_.tag.bytes().subspan(static_cast<std::size_t>(position)));
+    if (!block_ || block_->size() == block_->capacity()) {
+        block_ = std::make_shared<std::vector<id3V2Frame>>();
+        block_->reserve(kFramesInBlock);  // what it has room for stays where it is
+    }
+    id3V2Frame& frame =
+        block_->emplace_back(*std::move(body), getFrameID(), firstFlag, secondFlag, layout_.majorVersion, dialect());
+    return {block_, &frame};
 }
 
 void FrameWalk::remark(std::string_view words) {
@@ -197,9 +200,8 @@ void FrameWalk::remark(std::string_view words) {
 }
 
 std::uint32_t synchsafe(util::Bytes four) {
-    std::uint32_t value = 0;
-    for (const std::uint8_t byte : four) value = value << 7 | (byte & 0x7F);
-    return value;
+    const std::uint32_t value = util::ByteReader(four).u32BigEndian().value_or(0);
+    return (value & 0x7F) | (value >> 1 & 0x3F80) | (value >> 2 & 0x1FC000) | (value >> 3 & 0xFE00000);
 }
 
 }  // namespace quillet

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "id3/Dialect.hpp"
 #include "id3/FrameBody.hpp"
@@ -66,6 +67,8 @@ class FrameWalk {
     virtual bool isIdentifier(util::Bytes characters) const;
     /// -frameLength  Bytes of the current frame's body, guarded; below 0 where a signed size is.
     virtual std::int32_t frameLength() = 0;
+    /// The same, as moveTo found it, where the guard has nothing to log at a second evaluation.
+    std::int32_t knownLength() { return dialect().guessesRoomForFrames ? frameLength() : length_; }
     /// -getFrame  The current frame, or null where it cannot be made.
     virtual std::shared_ptr<id3V2Frame> getFrame() = 0;
     virtual FrameID getFrameID() const;
@@ -86,11 +89,15 @@ class FrameWalk {
                                                std::uint8_t firstFlag, std::uint8_t secondFlag);
     std::optional<util::Data> formattedBody(const util::Data& content, const FormatFlags& flags);
     /// Null without a body.
+    /// Null without a body.
     std::shared_ptr<id3V2Frame> frameWith(std::optional<util::Data> body, std::uint8_t firstFlag,
-                                          std::uint8_t secondFlag) const;
+                                          std::uint8_t secondFlag);
 
     /// A reader of the tag's bytes from `position` on; of nothing where that is outside of them.
-    util::ByteReader readerAt(std::int64_t position) const;
+    util::ByteReader readerAt(std::int64_t position) const {
+        if (position < 0 || position > size()) return util::ByteReader({});
+        return util::ByteReader(input_.tag.bytes().subspan(static_cast<std::size_t>(position)));
+    }
     const Dialect& dialect() const { return *input_.dialect; }
     std::int64_t frameOffset() const { return static_cast<std::int32_t>(input_.frameOffset); }
     std::int64_t size() const { return static_cast<std::int64_t>(input_.tag.size()); }
@@ -101,11 +108,16 @@ class FrameWalk {
     Layout layout_;
     std::int64_t tagLength_;                 ///< length of the bytes less the frame offset
     std::int64_t currentFramePosition_ = 0;  ///< of the current frame's header
+    std::int32_t length_ = 0;                ///< of the body there
     std::int64_t step_ = 0;                  ///< from there to the next frame's header
     std::int64_t framesEndAt_ = 0;
     bool noRoom_ = false;  ///< the guard left nothing of the current frame
     FrameInflater inflater_;
     Remarks remarks_;
+
+  private:
+    /// Where frames are made, many to an allocation; full, it gives way to another, and lives as long as its frames.
+    std::shared_ptr<std::vector<id3V2Frame>> block_;
 };
 
 /// Whether all bytes are zero, as padding is.

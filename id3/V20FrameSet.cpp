@@ -14,9 +14,7 @@ std::int32_t V20FrameSet::frameLength() {
 }
 
 std::shared_ptr<id3V2Frame> V20FrameSet::getFrame() {
-    // Not the length that moveTo found: the guard speaks up at each evaluation.
-    const std::int32_t length = frameLength();
-    return frameWith(content(length), 0, 0);
+    return frameWith(content(knownLength()), 0, 0);
 }
 
 }  // namespace quillet

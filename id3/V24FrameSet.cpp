@@ -18,6 +18,7 @@ constexpr std::uint8_t kCompressed = 0x08;
 constexpr std::uint8_t kEncrypted = 0x04;
 constexpr std::uint8_t kUnsynchronised = 0x02;
 constexpr std::uint8_t kStatesLength = 0x01;
+constexpr std::uint8_t kFormatFlags = kGrouped | kCompressed | kEncrypted | kUnsynchronised | kStatesLength;
 
 constexpr std::uint32_t kIdentifierLength = 4;
 /// From this size on a synchsafe and a plain size differ.
@@ -104,22 +105,23 @@ std::int32_t V24FrameSet::plainLength() {
 }
 
 std::shared_ptr<id3V2Frame> V24FrameSet::getFrame() {
-    std::int32_t length = frameLength();
+    const std::int32_t length = knownLength();
     if (length < 0 || noRoom_) return nullptr;
     const std::uint8_t first = flagByte(0);
     const std::uint8_t second = flagByte(1);
-    const auto header = static_cast<std::size_t>(currentFramePosition_) + kFrameHeaderLength;
-    const auto rest = input_.tag.slice(header, input_.tag.size() - header);
-    if (!rest) return nullptr;
-    const util::Data bytes = synchronised(*rest, second, length);
-
-    auto frame = frameOf(bytes, length, first, second);
+    const bool unsynchronised = input_.tagUnsynchronised && !dialect().reversesUnsynchronisationInPlace;
+    auto frame = (second & kFormatFlags) == 0 && !unsynchronised ? frameWith(content(length), first, second)
+                                                                 : formattedFrameOf(length, first, second);
     if (frame && iTunesFlag_ && iTunes_) frame->iTunesV24Compat();
     return frame;
 }
 
-std::shared_ptr<id3V2Frame> V24FrameSet::frameOf(const util::Data& bytes, std::int32_t length, std::uint8_t first,
-                                                 std::uint8_t second) {
+std::shared_ptr<id3V2Frame> V24FrameSet::formattedFrameOf(std::int32_t length, std::uint8_t first,
+                                                          std::uint8_t second) {
+    const auto header = static_cast<std::size_t>(currentFramePosition_) + kFrameHeaderLength;
+    const auto rest = input_.tag.slice(header, input_.tag.size() - header);
+    if (!rest) return nullptr;
+    const util::Data bytes = synchronised(*rest, second, length);
     if (dialect().readsFormatFieldsAtFixedPlaces && (second & kCompressed) != 0)
         // Meant so: the length is looked for one byte late; its last byte is the stream's first.
         return frameWith(uncompressed(bytes.bytes(), 1, length), first, second);

@@ -25,9 +25,9 @@ class V24FrameSet final : public FrameWalk {
     std::int32_t plainLength();
     /// -validFrameAt:  Whether an identifier stands `distance` bytes from the current frame's.
     bool validFrameAt(std::int64_t distance) const;
-    /// The current frame, made of the `length` bytes behind its header; null where they are not all in `bytes`.
-    std::shared_ptr<id3V2Frame> frameOf(const util::Data& bytes, std::int32_t length, std::uint8_t first,
-                                        std::uint8_t second);
+    /// The current frame, made of the `length` bytes behind its header as its format flags say; null where they are not
+    /// all there.
+    std::shared_ptr<id3V2Frame> formattedFrameOf(std::int32_t length, std::uint8_t first, std::uint8_t second);
     /// `rest` is what stands behind the current frame's header, of which `length` bytes are its own: with
     /// unsynchronisation reversed where `flags`, the second flag byte, or the tag say so. Corrects the length.
     util::Data synchronised(const util::Data& rest, std::uint8_t flags, std::int32_t& length);
