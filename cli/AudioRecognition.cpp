@@ -3,6 +3,7 @@
 #include "id3/Limits.hpp"
 #include "id3/MpegFrameHeader.hpp"
 #include "id3/id3V2Tag.hpp"
+#include "util/ByteReader.hpp"
 #include "util/FilePath.hpp"
 
 namespace quillet::cli {
@@ -15,17 +16,25 @@ std::string AudioRecognition::reasonAgainst(const std::string& path) {
 
 bool AudioRecognition::holdsMpegAudio(const std::string& path) {
     if (!file_.open(path).ok()) return false;
-    // The tag's header alone: what the tag holds is read when the file is imported.
-    id3V2Tag tag(FrameLibrary(), kStandardDialect);
-    std::uint64_t start = 0;
-    const std::int32_t position = tag.scanForHeader(file_.read(0, kSearchBlock).bytes());
-    if (position >= 0) start = static_cast<std::uint64_t>(position) + kTagHeaderLength + tag.tagLength();
-    if (position >= 0 && tag.footer()) start += kTagHeaderLength;
+    const std::uint64_t start = audioStart();
     const util::Data audio = file_.read(start, kAudioBlock);
     const bool atEnd = start + audio.size() >= file_.size();
     const bool found = findConfirmedFrame(audio.bytes(), atEnd).has_value();
     file_.close();
     return found;
+}
+
+std::uint64_t AudioRecognition::audioStart() {
+    // The tag's header alone: what the tag holds is read when the file is imported.
+    const util::Data head = file_.read(0, kSearchBlock);
+    id3V2Tag tag(FrameLibrary(), kStandardDialect);
+    const std::int32_t position = tag.scanForHeader(head.bytes());
+    if (position < 0) return 0;
+    util::ByteReader header(head.bytes());
+    header.skip(static_cast<std::size_t>(position) + kTagHeaderLength - 4);
+    const std::uint32_t length = id3V2Tag::readPackedLengthFrom(header.take(4).value_or(util::Bytes()));
+    const std::uint32_t footer = tag.footer() ? kTagHeaderLength : 0;
+    return static_cast<std::uint64_t>(position) + kTagHeaderLength + length + footer;
 }
 
 }  // namespace quillet::cli

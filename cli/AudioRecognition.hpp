@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "id3/AudioFile.hpp"
@@ -20,6 +21,8 @@ class AudioRecognition {
 
   private:
     bool holdsMpegAudio(const std::string& path);
+    /// Behind the v2 tag of the open file; 0 without one.
+    std::uint64_t audioStart();
 
     LibavMediaFramework& media_;
     AudioFile file_;

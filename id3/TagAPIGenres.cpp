@@ -34,7 +34,8 @@ bool isGenreNumber(std::string_view text, const Dialect& dialect) {
 std::optional<std::vector<std::string>> TagAPI::getGenreNames() {
     if (asksV2()) {
         const auto genres = v2Tag_->getGenreNames();
-        if (genres && !genres->empty()) return processGenreArray(*genres);
+        auto names = processGenreArray(genres.value_or(std::vector<std::string>()));
+        if (!names.empty()) return names;
         if (dialect().answersFromOneTag) return std::nullopt;
     }
     if (!asksV1()) return std::nullopt;

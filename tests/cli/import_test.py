@@ -74,6 +74,24 @@ class SamplesTest(RootTest):
             types = library.execute("SELECT typeof(year), typeof(track_count) FROM item_extra").fetchall()
         self.assertEqual(types, [("text", "integer")])
 
+    def test_an_mp3_file_brings_what_its_tags_say(self):
+        self.sample("old-label.mp3")
+        audio = (SAMPLES / "old-label.mp3").read_bytes()[:-128]
+        (self.files / "untagged.mp3").write_bytes(audio)
+        (self.files / "two-frames.mp3").write_bytes(audio[:1250])
+        self.run_quillet("import", self.files)
+        self.assertEqual(self.errors, "")
+        tracks = {track["file"]: track for track in self.tracks()}
+        old = tracks["old-label.mp3"]
+        self.assertEqual([old[key] for key in ("title", "artist", "album", "track", "year", "durationMs")],
+                         ["Old Label", "First Version", "Last 128 Bytes", 5, 1996, 3000])
+        untagged = tracks["untagged.mp3"]
+        self.assertEqual({untagged[key] for key in ("title", "artist", "albumArtist", "track", "trackCount", "disc",
+                                                    "discCount", "year", "artwork")}, {None})
+        self.assertEqual(untagged["durationMs"], 3000)
+        self.assertIn("untagged.mp3", self.run_quillet("library", "list"))
+        self.assertEqual(len(tracks), 3)
+
 
 class ImportTest(RootTest):
     def test_what_is_named_and_no_audio_fails_and_in_a_folder_is_passed_over(self):

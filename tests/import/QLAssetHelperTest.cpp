@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include "tests/id3/FrameBytes.hpp"
 #include "tests/import/FakePlatform.hpp"
 
 namespace quillet::test {
@@ -140,6 +141,34 @@ TEST(QLAssetHelperTest, ATagGivesEveryValueAndItsFirstImage) {
     expected["item_extra.title"] = "song.a";
     expected["album_artist.album_artist"] = "B";
     EXPECT_EQ(QLAssetHelper::getValuesFromID3("/x/Import/song.a.mp3", tag).values, expected);
+}
+
+TEST(QLAssetHelperTest, AFileNamedMp3IsReadThroughItsTag) {
+    FakePlatform platform;
+    platform.makeFolders();
+    // The picture's MIME type, front cover, no description.
+    const std::string tag =
+        tagOf(3, {{"TIT2", std::string("\0T", 2)}, {"APIC", std::string("\0image/png\0\3\0", 13) + "PICTURE!"}});
+    for (const char* name : {"X.mp3", "Y.MP3"}) platform.write(DevicePaths::kMediaFolder, name, tag);
+    // Too short for the system's reader of audio, so without a duration; what the tag lacks is -1.
+    PropertyDictionary values = {{"item_extra.title", "T"},    {"item_artist.item_artist", ""},
+                                 {"album.album", ""},          {"item_extra.total_time_ms", 0U},
+                                 {"track_number", 0U},         {"item_extra.track_count", 4294967295U},
+                                 {"disc_number", 4294967295U}, {"item_extra.disc_count", 4294967295U},
+                                 {"item_extra.year", 0U}};
+    const std::string digest = "8e74bf88313453c28b5ee355ad318dca";
+    EXPECT_EQ(QLAssetHelper::newAssetFromPath(platform.in(DevicePaths::kMediaFolder, "X.mp3"), platform.ports),
+              (PropertyDictionary{{"assetPath", "X.mp3"}, {"mediaType", 8}, {"values", values}, {"artwork", digest}}));
+    EXPECT_EQ(contentOf(platform.in(DevicePaths::kArtworkCache, digest)), "PICTURE!");
+
+    values["item_extra.title"] = "song.a";
+    for (const char* absent : {"item_extra.track_count", "disc_number", "item_extra.disc_count"}) values[absent] = 0U;
+    EXPECT_EQ(QLAssetHelper::newAssetFromPath("/gone/song.a.mp3", platform.ports),
+              (PropertyDictionary{{"assetPath", "song.a.mp3"}, {"mediaType", 8}, {"values", values}}))
+        << "nothing is left of the file before";
+    EXPECT_TRUE(platform.media.paths.empty());
+    QLAssetHelper::newAssetFromPath(platform.in(DevicePaths::kMediaFolder, "Y.MP3"), platform.ports);
+    EXPECT_EQ(platform.media.paths.size(), 1U) << "an extension in capitals is another";
 }
 
 TEST(QLAssetHelperTest, OneCacheFileServesAllThatShareACoverAndIsNeverOverwritten) {
