@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
+#include <new>
 #include <nlohmann/json.hpp>
 #include <thread>
 
@@ -32,7 +33,7 @@ std::string reasonOf(util::Status status, const std::string& path) {
     }
 }
 
-FileOutput readOne(TagAPI& api, const SelectedFile& file, const std::function<FileOutput(const TagView&)>& render) {
+FileOutput readOne(TagAPI& api, const SelectedFile& file, const std::function<FileOutput(const TagView&)>& render) try {
     if (!file.reason.empty()) return {"", file.reason};
     const ThreadLog log;
     const bool hasAudio = api.examineFile(file.path);
@@ -42,6 +43,10 @@ FileOutput readOne(TagAPI& api, const SelectedFile& file, const std::function<Fi
     FileOutput output = render(TagView(api, file.path, hasAudio, log));
     api.releaseAttributes();
     return output;
+} catch (const std::bad_alloc&) {
+    // A text of the largest tag takes many times its size, which no other file is to suffer for.
+    api.releaseAttributes();
+    return {"", "cannot be read: not enough memory"};
 }
 
 /// One instance for each thread, all over one dictionary; none where the dictionary cannot be used.
