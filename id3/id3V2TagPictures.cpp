@@ -68,15 +68,15 @@ std::optional<DescriptionEnd> endByCharacter(Bytes body, std::size_t start, Text
 }
 
 /// By the rules for runs of zeros: with a positive coding byte the last zero of a run ends the description, and every
-/// coding byte but 0 counts two bytes for the terminator. nullopt where no byte of a picture is left.
+/// coding byte but 0 counts two bytes for the terminator. nullopt without a byte of a description.
 std::optional<DescriptionEnd> endByRunOfZeros(Bytes body, std::size_t start, std::uint8_t coding) {
-    if (body.size() < start + 2) return std::nullopt;
+    if (body.size() <= start) return std::nullopt;
     // One byte more than the last index that is looked at, for the byte behind a zero.
     const Bytes searched = body.subspan(start, body.size() - 1 - start);
     const bool positive = static_cast<std::int8_t>(coding) > 0;
     const auto ends = [positive](std::uint8_t a, std::uint8_t b) { return a == 0 && (!positive || b != 0); };
     const auto found = std::ranges::adjacent_find(searched, ends);
-    const auto last = found == searched.end() ? searched.end() - 1 : found;
+    const auto last = found == searched.end() && !searched.empty() ? found - 1 : found;
     const std::size_t end = start + static_cast<std::size_t>(last - searched.begin());
     return DescriptionEnd{end, end + (coding == 0 ? 1 : 2)};
 }
@@ -170,7 +170,9 @@ std::optional<Picture> id3V2Tag::pictureBehindHeader(const id3V2Frame& frame, st
         const auto behind = body.subspan(std::min(imageStart, body.size()));
         if (!behind.empty() && behind.front() == 0) ++imageStart;
     }
-    if (imageStart >= body.size()) return std::nullopt;
+    // Meant so: in 2.2 a picture may be empty.
+    const bool mayBeEmpty = version2 && dialect_->findsTerminatorsByByte;
+    if (imageStart > body.size() || (imageStart == body.size() && !mayBeEmpty)) return std::nullopt;
 
     Picture picture;
     const std::size_t length = at->end - start;
