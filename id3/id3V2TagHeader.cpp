@@ -74,14 +74,13 @@ std::int32_t id3V2Tag::readExtendedHeader(const util::Data& tag) {
         }
     } else {
         // Some taggers set the flag and write none; no size is as large as an identifier would be.
-        if (size.size() == kExtendedSizeLength && std::ranges::all_of(size, [](std::uint8_t character) {
+        if (size.size() < kExtendedSizeLength || std::ranges::all_of(size, [](std::uint8_t character) {
                 return (character >= 'A' && character <= 'Z') || (character >= '0' && character <= '9');
             })) {
             remarks_.add("the extended header is missing");
             return 0;
         }
-        const std::int64_t room =
-            std::max<std::int64_t>(static_cast<std::int64_t>(tag.size()) - kExtendedSizeLength, 0);
+        const std::int64_t room = static_cast<std::int64_t>(tag.size()) - kExtendedSizeLength;
         length = majorVersion_ == 3 ? std::int64_t{util::ByteReader(size).u32BigEndian().value_or(0)}
                                     : std::int64_t{synchsafe(size)} - kExtendedSizeLength;
         if (length < 0 || length > room) {
