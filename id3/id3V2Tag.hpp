@@ -70,7 +70,10 @@ class id3V2Tag {
     std::uint32_t tagLength() const;
     /// Where the audio begins, by the dialect; 0 without a tag.
     std::uint32_t audioStart() const;
-    std::uint32_t getPaddingLength() const { return paddingLength_; }
+    /// -getPaddingLength  System dialect: what the frames leave of the tag in the file. Standard: what is behind them.
+    std::uint32_t getPaddingLength() const {
+        return dialect_->countsExtendedHeaderAsPadding ? tagLength_ - frameSetLength_ : paddingLength_;
+    }
     /// Flags of the tag's header, each false for a version without it.
     bool tagUnsynch() const;
     bool extendedHeader() const;
@@ -123,8 +126,8 @@ class id3V2Tag {
     static std::int32_t numberInSetString(std::string_view text);
     /// -setSizeInSetString:  12 of "3/12"; 0 of "3".
     static std::int32_t setSizeInSetString(std::string_view text);
-    /// -getImageFrom2Frame:, -getImageFrom3Frame:  A picture of a 2.2 frame, and of a 2.3 or 2.4 frame; nullopt where
-    /// there is no picture.
+    /// -getImageFrom2Frame:, -getImageFrom3Frame:  A picture of a 2.2 frame, which may be empty in the system dialect,
+    /// and of a 2.3 or 2.4 frame; nullopt where there is no picture.
     std::optional<Picture> getImageFrom2Frame(const id3V2Frame& frame) const;
     std::optional<Picture> getImageFrom3Frame(const id3V2Frame& frame) const;
 
@@ -167,7 +170,7 @@ class id3V2Tag {
     std::uint32_t minorVersion_ = 0;
     std::uint32_t flag_ = 0;
     std::uint32_t tagLength_ = 0;      ///< the header's size field, or what was guessed in its place
-    std::uint32_t paddingLength_ = 0;  ///< tagLength_ less frameSetLength_ after reading
+    std::uint32_t paddingLength_ = 0;  ///< what is behind the frames, or to be written there
     std::uint32_t positionInFile_ = 0;
     std::uint32_t frameSetLength_ = 0;
     std::uint32_t tagChanged_ = 0;

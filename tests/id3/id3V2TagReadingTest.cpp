@@ -52,8 +52,8 @@ const ReadCase kReads[] = {
     {"behind junk", std::string(300, 'I') + tagOf(3, 0, kTitle) + kAudio, true, "TIT2=abc", 300, 13, 0, 313},
     {"at the last place", std::string(1014, 'D') + tagOf(3, 0, kTitle) + kAudio, true, "TIT2=abc", 1014, 13, 0, 1027},
     {"one place too late", std::string(1015, 'D') + tagOf(3, 0, kTitle) + kAudio, false, ""},
-    {"version 5", tagOf(5, 0, kTitle) + kAudio, true, ""},
-    {"version 255", tagOf(0xFF, 0x60, kTitle) + kAudio, true, ""},
+    {"version 5", tagOf(5, 0, kTitle) + kAudio, true, "", 0, 0, 13},
+    {"version 255", tagOf(0xFF, 0x60, kTitle) + kAudio, true, "", 0, 0, 13},
     {"frames past the tag's end", tagOf(3, 0, kTitle) + frame23("TPE1", "no") + kAudio, true, "TIT2=abc TPE1=no", 0, 13,
      0xFFFFFFF4, 13},
     {"longer than the file", tagHeader(3, 0, 1000) + kTitle + std::string(477, '\0'), true, "TIT2=abc", 0, 500, 487,
@@ -162,6 +162,7 @@ TEST(TagReading, AnswersTheFramesOfATagThatWasJustMadeOrRead) {
     EXPECT_EQ(tag.flags(), 0U);
     EXPECT_EQ(tag.tagVersion() * 10 + tag.minorVersion(), 31U);
     EXPECT_EQ(tag.tagLength(), 2048U);
+    EXPECT_EQ(tag.getPaddingLength(), 21U);  // the file still has the tag that was read
 }
 
 struct PackedCase {
