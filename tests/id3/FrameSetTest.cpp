@@ -7,7 +7,7 @@
 #include "id3/V24FrameSet.hpp"
 #include "tests/id3/TagBytes.hpp"
 
-// The walks as the system does them; the standards' ways are in DialectTest.cpp and StandardFrameSetTest.cpp.
+// The walks as the system does them; the standards' ways are in TagDialectTest.cpp.
 
 namespace quillet {
 namespace {
