@@ -17,14 +17,14 @@ void requireSound(const std::optional<std::string>& text) {
     require(!text || util::isUTF8(*text));
 }
 
-/// The texts are well-formed, and the picture's bytes are bytes of the frame.
-void requireSound(const std::optional<Picture>& picture, util::Bytes body) {
+/// The texts are well-formed, and the picture's bytes, `least` or more, are bytes of the frame.
+void requireSound(const std::optional<Picture>& picture, util::Bytes body, std::size_t least) {
     if (!picture) return;
     for (const std::string* text : {&picture->pictureType, &picture->mimeType, &picture->description}) {
         require(util::isUTF8(*text));
     }
     const util::Bytes image = picture->image.bytes();
-    require(!image.empty() && image.size() < body.size() && body.last(image.size()).data() == image.data());
+    require(image.size() >= least && image.size() < body.size() && body.last(image.size()).data() == image.data());
 }
 
 void readAll(const id3V2Frame& frame, const id3V2Tag& tag) {
@@ -34,8 +34,8 @@ void readAll(const id3V2Frame& frame, const id3V2Tag& tag) {
     for (const std::string& value : frame.textValues()) requireSound(value);
     for (const std::string& genre : frame.genreArrayFromFrame()) requireSound(genre);
     const util::Bytes body = frame.getRawFrameData()->bytes();
-    requireSound(tag.getImageFrom2Frame(frame), body);
-    requireSound(tag.getImageFrom3Frame(frame), body);
+    requireSound(tag.getImageFrom2Frame(frame), body, 0);
+    requireSound(tag.getImageFrom3Frame(frame), body, 1);
     require(frame.isEqual(frame));
 }
 
