@@ -98,8 +98,10 @@ std::uint64_t MP3Header::passTags(AudioFile& file, std::uint64_t offset) {
         if (!marker || util::charactersOf(*marker) != "ID3") break;
         reader.skip(2);  // the version
         const bool hasFooter = (reader.u8().value_or(0) & 0x10) != 0;
+        const util::Bytes size = reader.rest();
+        if (std::ranges::any_of(size, [](std::uint8_t byte) { return byte >= 0x80; })) break;
         std::uint64_t length = 0;
-        while (const auto byte = reader.u8()) length = length << 7 | (*byte & 0x7F);
+        for (const std::uint8_t byte : size) length = length << 7 | byte;
         length += hasFooter ? 2 * kTagHeaderLength : kTagHeaderLength;
         if (length >= fileSize_ - offset) break;
         offset += length;

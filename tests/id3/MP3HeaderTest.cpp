@@ -186,6 +186,7 @@ TEST_F(MP3HeaderTest, SearchesAConfirmedFrameFarBehindTheTag) {
         {"behind what only looks like it", picture, static_cast<std::int32_t>(picture.size())},
         {"behind many blocks", std::string(500'000, '\xFF'), 500'000},
         {"behind further tags", tag + tag, 2 * 2058},
+        {"behind what has the size of no tag", std::string("ID3\x03\0\0\x80\x80\x83\x80", 10), 10},
         {"behind a tag that lies", std::string("ID3\x03\0\0\x7F\x7F\x7F\x7F", 10), 10},
         {"too far away", std::string((1 << 20) + 9000, '\0'), -1},
     };
