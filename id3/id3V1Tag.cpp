@@ -25,7 +25,6 @@ constexpr Field kAlbum = {63, 30};
 constexpr Field kYear = {93, 4};
 constexpr Field kComment = {97, 28};
 constexpr Field kWholeComment = {97, 30};  // of a record without a track
-constexpr std::size_t kComment28 = 124;    // the short comment's last byte
 constexpr std::size_t kTrackMark = 125;    // zero where a track follows (ID3v1.1)
 constexpr std::size_t kTrack = 126;
 constexpr Field kGenre = {127, 1};
@@ -143,11 +142,9 @@ bool id3V1Tag::setAlbum(std::string_view album) {
 }
 
 bool id3V1Tag::setComment(std::string_view comment) {
-    if (!tag_) return false;
-    if (!dialect_->readsV1TrackAtByte125 && !hasTrackByte())
-        return setFieldWithString(comment, fromEnd(kWholeComment), kWholeComment.length);
-    (*tag_)[kComment28] = 0;
-    return setFieldWithString(comment, fromEnd(kComment), kComment.length);
+    const bool isShort = dialect_->readsV1TrackAtByte125 || hasTrackByte();
+    const Field& field = isShort ? kComment : kWholeComment;
+    return setFieldWithString(comment, fromEnd(field), field.length);
 }
 
 bool id3V1Tag::setYear(std::int32_t year) {
