@@ -64,8 +64,8 @@ struct Dialect {
     /// a well-known tagger wrote such tags.
     bool stopsAtOldIdentifiers = system;
     /// System: a compressed frame's sizes and its stream stand at fixed places, and bodies keep the fields that the
-    /// format flags add. Standard: group, encryption method and data length are read as the flags say, and left out of
-    /// the body (ID3v2.3.0 3.3.1, ID3v2.4.0 structure 4.1.2).
+    /// format flags add. Standard: group and data length are read as the flags say and left out of the body, and what
+    /// is encrypted has none (ID3v2.3.0 3.3.1, ID3v2.4.0 structure 4.1.2).
     bool readsFormatFieldsAtFixedPlaces = system;
 
     // A frame's content.
@@ -103,7 +103,12 @@ struct Dialect {
     /// System: a track, disc or total beyond 32 bits is the largest number that fits. Standard: it is absent.
     bool clampsNumbers = system;
 
-    // Editing a frame's flags.
+    // Editing a frame.
+
+    /// System: a text that is written anew ends with two zeros unless its encoding is 0, and a comment's empty
+    /// description is such zeros alone. Standard: with one unless it is UTF-16, where the description has its mark too
+    /// (ID3v2.4.0 structure 4).
+    bool endsTextWithTwoZeros = system;
 
     /// System: whether a 2.4 frame is unsynchronised is asked of bit 0x80 and set in bit 0x02. Standard: 0x02 for both
     /// (ID3v2.4.0 structure 4.1.2).

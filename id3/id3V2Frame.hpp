@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "id3/Dialect.hpp"
@@ -12,6 +13,7 @@
 #include "id3/Picture.hpp"
 #include "util/Bytes.hpp"
 #include "util/Data.hpp"
+#include "util/Narrow.hpp"
 
 namespace quillet {
 
@@ -25,7 +27,14 @@ class id3V2Frame {
     /// -initFrame:length:frameID:firstflag:secondFlag:version:  `version` is 2, 3 or 4; the identifier is the first 3
     /// characters of `frameID` for 2, the first 4 otherwise.
     id3V2Frame(util::Data body, FrameID frameID, std::uint8_t firstFlag, std::uint8_t secondFlag, std::int32_t version,
-               const Dialect& dialect = kSystemDialect);
+               const Dialect& dialect = kSystemDialect)
+        : frame_(std::move(body)),
+          length_(util::lowBits<std::uint32_t>(frame_->size())),
+          frameID_(version <= 2 ? frameID.firstThree() : frameID),
+          majorVersion_(version),
+          flagByte1_(firstFlag),
+          flagByte2_(secondFlag),
+          dialect_(&dialect) {}
     /// -init:firstflag:secondFlag:version:  Without a body.
     id3V2Frame(FrameID frameID, std::uint8_t firstFlag, std::uint8_t secondFlag, std::int32_t version,
                const Dialect& dialect = kSystemDialect);
@@ -123,6 +132,8 @@ class id3V2Frame {
     /// The second flag byte without the flags of fields that a body does not hold in the standard dialect.
     std::uint8_t flagsWithoutFields() const;
     std::string encodedText(std::string_view text, std::int32_t coding) const;
+    /// How many zeros end a text that replaces another.
+    std::size_t zerosBehind(std::int32_t coding) const;
     void setBody(std::string bytes);
     /// The first `length_` bytes of the body; none without one.
     util::Bytes body() const;

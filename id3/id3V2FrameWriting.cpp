@@ -85,7 +85,7 @@ std::shared_ptr<id3V2Frame> id3V2Frame::initTextFrame(FrameID frameID, std::uint
 }
 
 bool id3V2Frame::writeTextFrame(std::string_view text, std::int32_t coding) {
-    setBody(encodedText(text, coding) + std::string(coding == 0 ? 1 : 2, '\0'));
+    setBody(encodedText(text, coding) + std::string(zerosBehind(coding), '\0'));
     return true;
 }
 
@@ -99,8 +99,10 @@ bool id3V2Frame::writeCommentToFrame(std::string_view text, std::string_view lan
         return false;
     }
     bytes += letters->substr(0, 3);
-    bytes.append(coding == 0 ? 1 : 2, '\0');
-    bytes += encode(text, convertTextCodingByte(codingByte));
+    const TextEncoding encoding = convertTextCodingByte(codingByte);
+    if (!dialect_->endsTextWithTwoZeros) bytes += encode("", encoding);  // a mark, where it has one
+    bytes.append(zerosBehind(coding), '\0');
+    bytes += encode(text, encoding);
     setBody(std::move(bytes));
     return true;
 }
@@ -111,7 +113,7 @@ bool id3V2Frame::appendDataToFrame(const util::Data& data, bool newFrame) {
         length_ = util::lowBits<std::uint32_t>(data.size());
         return true;
     }
-    std::string bytes(util::charactersOf(body()));
+    std::string bytes(util::charactersOf(frame_->bytes()));
     bytes += util::charactersOf(data.bytes());
     setBody(std::move(bytes));
     return true;
@@ -199,6 +201,11 @@ std::string id3V2Frame::genreStringFromArray(const std::vector<std::string>& gen
 std::string id3V2Frame::encodedText(std::string_view text, std::int32_t coding) const {
     const std::uint8_t codingByte = getTextCodingByte(coding);
     return static_cast<char>(codingByte) + encode(text, convertTextCodingByte(codingByte));
+}
+
+std::size_t id3V2Frame::zerosBehind(std::int32_t coding) const {
+    if (dialect_->endsTextWithTwoZeros) return coding == 0 ? 1 : 2;
+    return terminatorLength(convertTextCodingByte(getTextCodingByte(coding)));
 }
 
 void id3V2Frame::setBody(std::string bytes) {

@@ -73,6 +73,22 @@ const Difference kDifferences[] = {
          return std::to_string(frame.flagByte1());
      },
      "3", "0"},
+    {"endsTextWithTwoZeros", &Dialect::endsTextWithTwoZeros,
+     [](const Dialect& d) {
+         id3V2Frame frame = frameOf("", 4, d);
+         frame.writeTextFrame("a", 3);
+         return test::bodyOf(frame);
+     },
+     "\3a\0\0"s, "\3a\0"s},
+    {"endsTextWithTwoZeros, of a description", &Dialect::endsTextWithTwoZeros,
+     [](const Dialect& d) {
+         id3V2Frame utf8 = frameOf("", 4, d);
+         id3V2Frame utf16 = frameOf("", 4, d);
+         utf8.writeCommentToFrame("a", "eng", 3);
+         utf16.writeCommentToFrame("a", "eng", 1);
+         return test::bodyOf(utf8) + test::bodyOf(utf16);
+     },
+     "\3eng\0\0a\1eng\0\0\xff\xfe\x61\0"s, "\3eng\0a\1eng\xff\xfe\0\0\xff\xfe\x61\0"s},
     {"readsFormatFieldsAtFixedPlaces, writing", &Dialect::readsFormatFieldsAtFixedPlaces,
      [](const Dialect& d) {
          const auto raw = frameOf(std::string(200, 'b'), 4, d, 0, 0x08).getCompleteRawFrame();

@@ -281,6 +281,8 @@ TEST(Frame, WritesTextsAndComments) {
         EXPECT_EQ(comment.getFrameLength(), 0U);
         EXPECT_EQ(comment.getTextFromFrame(), "");
     }
+    EXPECT_TRUE(comment.appendDataToFrame(test::dataOf("engd"), false));
+    EXPECT_EQ(bodyOf(comment), "\1engd");
 
     id3V2Frame frame("PRIV", 0, 0, 3);
     EXPECT_TRUE(frame.appendDataToFrame(test::dataOf("a"), false));
