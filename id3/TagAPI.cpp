@@ -109,8 +109,8 @@ bool TagAPI::examineOpenFile() {
         // Of a file that cannot be opened, this says so in the log.
         openStatus_.ok() ? v1Tag_->openPath(path_, file_) : v1Tag_->openPath(path_);
     }
-    // An empty tag stands ready for setters, without what a v1 tag holds. No getter can tell, since an empty tag does
-    // not count as present.
+    // An empty tag, which does not count as present, stands ready for setters. A v1 tag is not copied into it: the v1
+    // tag itself answers then.
     if (!v2Tag_->tagPresent()) v2Tag_->newTag(preferences_.defaultMajor, preferences_.defaultMinor);
 
     mp3Header_ = std::make_unique<MP3Header>(dialect());

@@ -53,8 +53,9 @@ std::vector<std::string> TagAPI::processGenreArray(const std::vector<std::string
     for (const std::string& entry : genres) {
         if (!dialect().limitsGenreNumbers && entry == kNoGenreText) continue;
         std::string name = genreOf(entry);
-        // "UNKNOWN" alone may stand more than once.
-        if (name != kUnnamed && !known.empty() && known.contains(name)) continue;
+        // A number without a name alone may stand more than once.
+        const bool isUnnamed = name == kUnnamed && entry != kUnnamed;
+        if (!isUnnamed && !known.empty() && known.contains(name)) continue;
         names.push_back(std::move(name));
         if (genres.size() > 1) known.insert(names.back());
     }
