@@ -314,5 +314,5 @@ WARNINGS = {
     "a frame longer than the tag": "frame TPE1 is longer than the tag",
     "ends within a picture": "the tag is longer than the file", "ends within a text": "the tag is longer than the file",
     "version 5": "version 2.5 cannot be read",
-    "a size byte with bit 7": "ID3v2",
+    "a size byte with bit 7": "passed over",
 }
