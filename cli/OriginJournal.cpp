@@ -1,8 +1,10 @@
 #include "cli/OriginJournal.hpp"
 
 #include <fcntl.h>
+#include <fmt/format.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <nlohmann/json.hpp>
 #include <string_view>
@@ -17,9 +19,13 @@ namespace {
 using Json = nlohmann::json;
 
 /// File names are any bytes, JSON is text: a name is kept as the numbers of its bytes where it is not UTF-8.
-Json jsonOfName(const std::string& name) {
-    if (util::isUTF8(name)) return name;
-    return Json(std::vector<std::uint8_t>(name.begin(), name.end()));
+std::string textOfName(const std::string& name) {
+    const auto isPlain = [](char character) {
+        return character >= ' ' && character <= '~' && character != '"' && character != '\\';
+    };
+    if (std::ranges::all_of(name, isPlain)) return '"' + name + '"';  // nearly always; a batch writes thousands
+    if (util::isUTF8(name)) return Json(name).dump();
+    return Json(std::vector<std::uint8_t>(name.begin(), name.end())).dump();
 }
 
 bool readName(const Json& json, std::string& name) {
@@ -64,14 +70,12 @@ std::vector<OriginJournal::Entry> OriginJournal::entries() const {
 void OriginJournal::add(const Entry& entry) {
     if (!file_.isOpen())
         file_ = util::FileDescriptor(open(path_.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644));
-    const Json json = {{"asset", jsonOfName(entry.assetName)},
-                       {"entry", jsonOfName(entry.dropEntry)},
-                       {"file", jsonOfName(entry.origin.fileName)},
-                       {"device", entry.origin.device},
-                       {"inode", entry.origin.inode}};
+    const std::string line = fmt::format("{{\"asset\":{},\"device\":{},\"entry\":{},\"file\":{},\"inode\":{}}}\n",
+                                         textOfName(entry.assetName), entry.origin.device, textOfName(entry.dropEntry),
+                                         textOfName(entry.origin.fileName), entry.origin.inode);
     // Where it cannot be written, a title may be lost if the process is killed as well; that is no reason not to
     // import.
-    if (file_.isOpen()) (void)util::writeAll(file_.number(), util::bytesOf(json.dump() + "\n"));
+    if (file_.isOpen()) (void)util::writeAll(file_.number(), util::bytesOf(line));
 }
 
 void OriginJournal::forgetAll() {

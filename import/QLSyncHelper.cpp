@@ -137,10 +137,10 @@ RecheckCounts QLSyncHelper::scanDatabaseChanges() {
     }
     for (const std::string& key : missing) {
         // A copy: filing the record anew may replace the one it was read from.
-        const PropertyDictionary record = *dbItems_->find(key)->second.dictionary();
+        PropertyDictionary record = *dbItems_->find(key)->second.dictionary();
         const std::string assetName = textAt(record, "assetPath");
         if (util::isEntryName(assetName) && util::fileExists(util::pathIn(platform_.paths.at(importPath()), assetName)))
-            ++(addNewAsset(record) == 0 ? counts.refused : counts.addedAgain);
+            ++(addNewAsset(std::move(record)) == 0 ? counts.refused : counts.addedAgain);
         else
             ++counts.dropped;
         // Meant so: the old key goes last, and takes the new record along where the library gave the same identifier.
@@ -150,7 +150,7 @@ RecheckCounts QLSyncHelper::scanDatabaseChanges() {
     return counts;
 }
 
-std::uint64_t QLSyncHelper::addNewAsset(const PropertyDictionary& record) {
+std::uint64_t QLSyncHelper::addNewAsset(PropertyDictionary record) {
     const auto track = std::make_shared<TrackImport>();
     const PropertyValue* values = util::find(record, "values");
     if (values != nullptr && values->dictionary() != nullptr) track->values = *values->dictionary();
@@ -166,7 +166,7 @@ std::uint64_t QLSyncHelper::addNewAsset(const PropertyDictionary& record) {
     const auto cell = std::make_shared<std::uint64_t>(0);
     platform_.library.importTrack(track,
                                   [cell](std::uint32_t /*status*/, std::uint64_t identifier) { *cell = identifier; });
-    if (dbItems_) dbItems_->insert_or_assign(std::to_string(*cell), record);
+    if (dbItems_) dbItems_->insert_or_assign(std::to_string(*cell), std::move(record));
     return *cell;
 }
 
@@ -179,12 +179,18 @@ void QLSyncHelper::writeDatabase() {
 }
 
 std::string QLSyncHelper::randomFilename() {
-    // All draws at once, since each may be a system call of its own.
-    std::array<std::uint32_t, kFileNameLength> draws = {};
-    arc4random_buf(draws.data(), sizeof draws);
+    // For many names at once, since asking may be a system call of its own.
+    constexpr std::size_t kNames = 64;
+    static std::array<std::uint32_t, kNames * kFileNameLength> draws;
+    static std::size_t next = draws.size();
+    if (next == draws.size()) {
+        arc4random_buf(draws.data(), sizeof draws);
+        next = 0;
+    }
     std::string name;
     name.reserve(kFileNameLength);
-    for (const std::uint32_t draw : draws) name += kFileNameAlphabet[draw % kFileNameAlphabet.size()];
+    for (std::size_t i = 0; i < kFileNameLength; ++i)
+        name += kFileNameAlphabet[draws[next++] % kFileNameAlphabet.size()];
     return name;
 }
 

@@ -65,7 +65,7 @@ class QLSyncHelper {
 
     /// -addNewAsset:  Adds the track that the record describes to the library and files the record under the decimal
     /// identifier that it got. Answers that identifier: 0 where the library refused, or answers later.
-    std::uint64_t addNewAsset(const util::PropertyDictionary& record);
+    std::uint64_t addNewAsset(util::PropertyDictionary record);
 
     /// -randomFilename  20 characters, capital letters and digits. Whether a file has that name is not looked at.
     static std::string randomFilename();

@@ -1,6 +1,7 @@
 #include "platform/linux/BinaryPropertyList.hpp"
 
 #include <bit>
+#include <deque>
 #include <limits>
 #include <string>
 #include <string_view>
@@ -41,7 +42,8 @@ class BinaryWriter {
         objects_.push_back({.dictionary = true});
         std::size_t key = reserveChildren(index, 2 * dictionary.size());
         for (const auto& [name, value] : dictionary) {
-            const std::size_t nameIndex = addText(name.find('\0') == name.npos ? name : withoutNul(name));
+            const std::size_t nameIndex =
+                addText(name.find('\0') == name.npos ? std::string_view(name) : withoutNul(name));
             const std::size_t valueIndex = add(value);
             references_[key] = nameIndex;
             references_[key + dictionary.size()] = valueIndex;
@@ -74,7 +76,8 @@ class BinaryWriter {
   private:
     struct Object {
         const util::PropertyValue* value = nullptr;  ///< null for a dictionary and for a text
-        const std::string* text = nullptr;
+        bool isText = false;
+        std::string_view text = {};
         bool dictionary = false;
         std::size_t firstChild = 0;  ///< in references_; a dictionary has all keys, then all values
         std::size_t children = 0;
@@ -87,8 +90,9 @@ class BinaryWriter {
         return objects_[index].firstChild;
     }
 
-    static std::string withoutNul(std::string_view text) {
-        std::string replaced;
+    /// Kept for as long as the writer.
+    std::string_view withoutNul(std::string_view text) {
+        std::string& replaced = replaced_.emplace_back();
         for (const char character : text) {
             if (character == '\0')
                 replaced += "\xEF\xBF\xBD";
@@ -98,15 +102,15 @@ class BinaryWriter {
         return replaced;
     }
 
-    std::size_t addText(const std::string& text) {
+    std::size_t addText(std::string_view text) {
         const auto [entry, added] = texts_.try_emplace(text, objects_.size());
-        if (added) objects_.push_back({.text = &entry->first});
+        if (added) objects_.push_back({.isText = true, .text = text});
         return entry->second;
     }
 
     void write(const Object& object, std::size_t referenceWidth) {
-        if (object.text != nullptr) {
-            writeText(*object.text);
+        if (object.isText) {
+            writeText(object.text);
         } else if (object.dictionary || object.value->array() != nullptr) {
             writeLength(object.dictionary ? 0xD0 : 0xA0, object.dictionary ? object.children / 2 : object.children);
             for (std::size_t i = 0; i < object.children; ++i) put(references_[object.firstChild + i], referenceWidth);
@@ -151,13 +155,13 @@ class BinaryWriter {
         if (length >= 15) writeWholeNumber(length);
     }
 
-    void writeText(const std::string& text) {
+    void writeText(std::string_view text) {
         bool ascii = true;
         for (const char character : text)  // libplist reads ASCII no further than to a NUL
             ascii = ascii && character != '\0' && static_cast<unsigned char>(character) < 0x80;
         const std::string wide = ascii ? std::string() : util::encodeUTF16(text, util::ByteOrder::bigEndian);
         writeLength(ascii ? 0x50 : 0x60, ascii ? text.size() : wide.size() / 2);
-        append(util::bytesOf(ascii ? text : wide));
+        append(util::bytesOf(ascii ? text : std::string_view(wide)));
     }
 
     void put(std::uint64_t value, std::size_t width) {
@@ -169,7 +173,8 @@ class BinaryWriter {
 
     std::vector<Object> objects_;
     std::vector<std::size_t> references_;
-    std::unordered_map<std::string, std::size_t> texts_;
+    std::unordered_map<std::string_view, std::size_t> texts_;  ///< borrowed from the value and from replaced_
+    std::deque<std::string> replaced_;
     std::vector<std::uint8_t> out_;
 };
 

@@ -8,11 +8,10 @@
 
 namespace quillet {
 
-/// Property lists through libplist 2.2. Writes XML; writes the binary form, by our own hand, where libplist's XML
-/// cannot keep a value: text with control characters, whole numbers above 2^63 - 1, -0.0, a date with a part of a
-/// second or more than 68 years from 2001. Reads both. Every value is read as it was written but for text that is not
-/// UTF-8, and NUL in a key: that becomes U+FFFD (two keys that differ in nothing else become one). A file is always
-/// synced and renamed into place, asked for or not.
+/// Property lists. Read through libplist 2.2, in XML as in the binary form; written in the binary form by our own hand
+/// (BinaryPropertyList.hpp), which keeps every value and takes a fraction of the time. Every value is read as it was
+/// written but for text that is not UTF-8, and NUL in a key: that becomes U+FFFD (two keys that differ in nothing else
+/// become one). A file is always synced and renamed into place, asked for or not.
 class LibplistPropertyLists : public PropertyLists {
   public:
     std::optional<util::PropertyDictionary> dictionaryWithContentsOfFile(const std::string& path) override;

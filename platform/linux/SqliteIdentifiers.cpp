@@ -24,8 +24,7 @@ SqliteIdentifiers::SqliteIdentifiers(SqliteDatabase& database)
     : database_(database),
       reserve_(database, "UPDATE identifiers SET highest_reserved = highest_reserved + ?1 RETURNING highest_reserved"),
       giveOne_(database,
-               "UPDATE identifiers SET highest_reserved = highest_reserved + 1, highest_given = highest_reserved + 1 "
-               "RETURNING highest_given"),
+               "UPDATE identifiers SET highest_reserved = highest_reserved + 1, highest_given = highest_reserved + 1"),
       recordUsed_(database, "UPDATE identifiers SET highest_given = max(highest_given, ?1)"),
       giveBack_(database, "UPDATE identifiers SET highest_reserved = ?1 WHERE highest_reserved = ?2"),
       highestGiven_(database, "SELECT highest_given FROM identifiers"),
@@ -74,11 +73,11 @@ void SqliteIdentifiers::forgetRest() noexcept {
 }
 
 std::uint64_t SqliteIdentifiers::giveOne() {
-    const SqliteStatement::Use use(giveOne_);
-    giveOne_.step();
-    const std::uint64_t given = unsignedOf(giveOne_.integer(0));
     giveOne_.run();
-    return given;
+    // Not by RETURNING, which takes ten times as long.
+    const SqliteStatement::Use use(highestGiven_);
+    highestGiven_.step();
+    return unsignedOf(highestGiven_.integer(0));
 }
 
 std::uint64_t SqliteIdentifiers::highestGiven() {

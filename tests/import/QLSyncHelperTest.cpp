@@ -57,7 +57,7 @@ TEST_F(SyncTest, StartingMakesTheFoldersEnablesImportationAndWatches) {
 TEST_F(SyncTest, WhatIsDroppedIsMovedUnderRandomNamesImportedAndFiledOnceTheFolderIsQuiet) {
     QLSyncHelper helper(platform.ports);
     platform.media.asset = MediaAsset{{{"f", {{"title", "itsk", 1, util::PropertyValue("T")}}}}, 0};
-    platform.write(kDrop, "b.mp3", "bb");
+    platform.write(kDrop, "b.MP3", "bb");
     platform.write(kDrop, "a.m4a", "aaaa");
     platform.write(kDrop, "noext", "n");
     platform.loop.changed();
@@ -68,7 +68,7 @@ TEST_F(SyncTest, WhatIsDroppedIsMovedUnderRandomNamesImportedAndFiledOnceTheFold
     EXPECT_THAT(platform.messaging.sent, ElementsAre("QLSyncSuccess"));
     EXPECT_TRUE(platform.loop.changed) << "watches again";
     ASSERT_THAT(platform.library.imports, SizeIs(3));
-    const char* kNames[] = {"/[A-Z0-9]{20}\\.m4a", "/[A-Z0-9]{20}\\.mp3", "/[A-Z0-9]{20}\\."};
+    const char* kNames[] = {"/[A-Z0-9]{20}\\.m4a", "/[A-Z0-9]{20}\\.MP3", "/[A-Z0-9]{20}\\."};
     const char* kContents[] = {"aaaa", "bb", "n"};
     for (std::size_t i = 0; i < 3; ++i) {
         const TrackImport& track = *platform.library.imports[i];
