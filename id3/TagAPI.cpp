@@ -45,7 +45,8 @@ TagAPI& TagAPI::sharedInstance() {
 std::unique_ptr<TagAPI> TagAPI::initWithGenreList(const DictionaryLoader& loader,
                                                   std::shared_ptr<PropertyDictionary> genres) {
     auto made = std::make_unique<TagAPI>();
-    return made->loadDictionary(loader, std::move(genres)) ? std::move(made) : nullptr;
+    if (!made->loadDictionary(loader, std::move(genres))) made.reset();
+    return made;
 }
 
 std::unique_ptr<TagAPI> TagAPI::initWithPath(const std::string& path, const DictionaryLoader& loader,
