@@ -50,7 +50,7 @@ std::string rows(const Console& console, const TagView& view) {
             const std::size_t width = console.width();
             content = fitted(content, std::max(kNarrowest, width > start.size() ? width - start.size() : 0));
         }
-        lines += "\n" + start + content;
+        lines.append("\n").append(start).append(content);
     }
     return lines;
 }

@@ -75,6 +75,7 @@ int readTags(Console& console, const TagFiles& files, const ResultLayout& layout
         return kSomeFailed;
     }
     std::vector<std::function<FileOutput(const SelectedFile&)>> readers;
+    readers.reserve(apis.size());
     for (const auto& api : apis)
         readers.emplace_back([&](const SelectedFile& file) { return readOne(*api, file, render); });
 

@@ -34,9 +34,9 @@ class TagTest(RootTest):
         for colour, name in (("red", "red.png"), ("blue", "blue.jpg")):
             cls.make("ffmpeg", "-v", "error", "-f", "lavfi", "-i", f"color=c={colour}:s=64x64", "-frames:v", "1", name)
         cls.make("lame", "--quiet", "-b", "128", "-t", "tone.wav", "plain.mp3")
-        cls.make("lame", "--quiet", "-V2", "-m", "m", "--add-id3v2", "--tt", "Títle", "--ta", "Artist", "--tl", "Album",
-                 "--ty", "2009", "--tn", "3/12", "--tg", "Rock", "--tc", "a note", "--ti", "blue.jpg", "tone.wav",
-                 "lame.mp3")
+        cls.make("lame", "--quiet", "-V2", "-m", "m", "--add-id3v2", "--tt", "Títle", "--ta", "Artist",
+                 "--tl", "Album", "--ty", "2009", "--tn", "3/12", "--tg", "Rock", "--tc", "a note",
+                 "--ti", "blue.jpg", "tone.wav", "lame.mp3")
         for name in ("eyed3.mp3", "v1.mp3", "odd.mp3", "steering.mp3"):
             shutil.copy(cls.made / "plain.mp3", cls.made / name)
         cls.make("eyeD3", "-Q", "--to-v2.4", "--encoding", "utf16", "-t", "アニメ", "-a", "Å", "-b", "Various",
@@ -314,8 +314,9 @@ class CoverTest(TagTest):
 
     def test_a_place_that_is_none_for_a_cover_is_left_alone(self):
         audio = (self.files / "lame.mp3").read_bytes()
-        for status, arguments in ((1, ["lame.mp3", "-o", "lame.mp3", "--force"]), (1, ["lame.mp3", "-o", "no/such.jpg"]),
-                                  (1, ["lame.mp3", "-o", "/dev/null", "--force"]), (1, ["plain.mp3", "-o", "x.jpg"]),
+        for status, arguments in ((1, ["lame.mp3", "-o", "lame.mp3", "--force"]),
+                                  (1, ["lame.mp3", "-o", "/dev/null", "--force"]),
+                                  (1, ["lame.mp3", "-o", "no/such.jpg"]), (1, ["plain.mp3", "-o", "x.jpg"]),
                                   (1, ["missing.mp3", "-o", "x.jpg"]), (2, ["lame.mp3", "v1.mp3", "-o", "x.jpg"]),
                                   (2, ["lame.mp3", "v1.mp3", "-o", "-"]), (2, [".", "-o", "x.jpg"]),
                                   (2, ["--json", "lame.mp3", "-o", "-"])):
