@@ -135,7 +135,7 @@ failure.
 Examples:
   quillet tag cover song.mp3 -o cover.jpg
   quillet tag cover song.mp3 -o - | file -
-  quillet tag cover ~/Music/album -o covers
+  mkdir covers && quillet tag cover ~/Music/album -o covers
 )";
 
 }  // namespace quillet::cli

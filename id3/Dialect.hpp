@@ -100,7 +100,8 @@ struct Dialect {
     bool readsYearFromOneFrame = system;
     /// System: a total or disc whose frame is missing is -1. Standard: 0, absent.
     bool answersMinusOneForAbsent = system;
-    /// System: a track, disc or total beyond 32 bits is the largest number that fits. Standard: it is absent.
+    /// System: a track, disc or total below zero stays so, and one beyond 32 bits is the largest number that fits.
+    /// Standard: both are absent.
     bool clampsNumbers = system;
 
     // Editing a frame.
@@ -136,6 +137,9 @@ struct Dialect {
     bool takesV1ArtistForAlbumArtist = system;
     /// System: a file's size is told modulo 2^32. Standard: as it is.
     bool tellsLow32BitsOfSize = system;
+    /// System: a file named .mp3 is read by its tag whatever it holds. Standard: one without an MPEG audio frame, and
+    /// without a tag, is left to whoever knows other formats.
+    bool takesAnyFileForMP3 = system;
 
     // MPEG audio.
 

@@ -150,8 +150,8 @@ std::int32_t id3V2Tag::fieldNumber(const FieldIdentifiers& identifiers, std::int
     const id3V2Frame* frame = fieldFrame(identifiers);
     if (frame == nullptr) return absentNumber();
     const std::int32_t number = part(frame->getTextFromFrame().value_or(""));
-    const bool clamped = number == std::numeric_limits<std::int32_t>::max();
-    return clamped && !dialect_->clampsNumbers ? 0 : number;
+    const bool isNone = number < 0 || number == std::numeric_limits<std::int32_t>::max();
+    return isNone && !dialect_->clampsNumbers ? 0 : number;
 }
 
 std::int32_t id3V2Tag::numberInSetString(std::string_view text) {

@@ -109,9 +109,11 @@ std::uint32_t milliseconds(double seconds) {
     return static_cast<std::uint32_t>(exact);
 }
 
-AssetValues valuesFromTagOf(const std::string& path) {
+AssetValues valuesOfMP3(const std::string& path, MediaFramework& media) {
     TagAPI& tags = TagAPI::sharedInstance();
-    tags.examineFile(path);  // where that fails, the defaults count
+    const bool hasAudio = tags.examineFile(path);  // where that fails, the defaults count
+    if (!hasAudio && !tags.dialect().takesAnyFileForMP3 && !tags.tagFound())
+        return QLAssetHelper::getValuesFromAV(path, media);
     return QLAssetHelper::getValuesFromID3(path, TagFacts::of(tags));
 }
 
@@ -136,9 +138,9 @@ TagFacts TagFacts::of(TagAPI& tags) {
 
 PropertyDictionary QLAssetHelper::newAssetFromPath(const std::string& path, Platform& platform) {
     const std::string_view extension = util::pathExtension(path);
-    const bool hasTag = extension == "mp3";
-    const bool known = hasTag || extension == "m4a" || extension == "m4p" || extension == "aac";
-    AssetValues asset = hasTag ? valuesFromTagOf(path) : getValuesFromAV(path, platform.media);
+    const bool isMP3 = extension == "mp3";
+    const bool known = isMP3 || extension == "m4a" || extension == "m4p" || extension == "aac";
+    AssetValues asset = isMP3 ? valuesOfMP3(path, platform.media) : getValuesFromAV(path, platform.media);
 
     PropertyDictionary record;
     set(record, "assetPath", util::lastPathComponent(path));

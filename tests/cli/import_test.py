@@ -94,6 +94,14 @@ class SamplesTest(RootTest):
 
 
 class ImportTest(RootTest):
+    def test_a_file_of_another_format_named_mp3_keeps_its_values(self):
+        misnamed = self.sample("evening.m4a", "evening.mp3")
+        self.run_quillet("import", SAMPLES / "evening.m4a", misnamed)
+        true, other = self.tracks()
+        for key in ("title", "artist", "album", "durationMs", "artwork"):
+            self.assertEqual(other[key], true[key], key)
+            self.assertIsNotNone(true[key], key)
+
     def test_what_is_named_and_no_audio_fails_and_in_a_folder_is_passed_over(self):
         good, note = self.sample("evening.m4a"), self.files / "note.mp3"
         note.write_text("not music")

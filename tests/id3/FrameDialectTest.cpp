@@ -62,8 +62,11 @@ const Difference kDifferences[] = {
     {"answersMinusOneForAbsent", &Dialect::answersMinusOneForAbsent,
      [](const Dialect& d) { return std::to_string(tagOf({{"TIT2", "\0a"s}}, d).getTotalNumberDisks()); }, "-1", "0"},
     {"clampsNumbers", &Dialect::clampsNumbers,
-     [](const Dialect& d) { return std::to_string(tagOf({{"TRCK", "\000099999999999"s}}, d).getTrack()); },
-     "2147483647", "0"},
+     [](const Dialect& d) {
+         const id3V2Tag tag = tagOf({{"TRCK", "\000099999999999/-1"s}}, d);
+         return std::to_string(tag.getTrack()) + " of " + std::to_string(tag.getTotalNumberTracks());
+     },
+     "2147483647 of -1", "0 of 0"},
     {"asksOtherUnsynchronisationBit", &Dialect::asksOtherUnsynchronisationBit,
      [](const Dialect& d) { return std::to_string(frameOf("", 4, d, 0, 0x80).unsynch()); }, "1", "0"},
     {"clearsFlagsFromSecondByte", &Dialect::clearsFlagsFromSecondByte,
