@@ -3,10 +3,31 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <span>
+#include <type_traits>
+#include <utility>
 
 #include "util/Bytes.hpp"
 
 namespace quillet::util {
+
+/// The number that as many bytes are, first byte on top. One expression, which compilers make one load of.
+template <std::size_t count>
+constexpr auto bigEndianNumber(std::span<const std::uint8_t, count> bytes) noexcept {
+    using Number = std::conditional_t<count <= 4, std::uint32_t, std::uint64_t>;
+    return [bytes]<std::size_t... index>(std::index_sequence<index...>) {
+        return (... | (Number{bytes[index]} << 8 * (count - 1 - index)));
+    }(std::make_index_sequence<count>());
+}
+
+/// The same, first byte below.
+template <std::size_t count>
+constexpr auto littleEndianNumber(std::span<const std::uint8_t, count> bytes) noexcept {
+    using Number = std::conditional_t<count <= 4, std::uint32_t, std::uint64_t>;
+    return [bytes]<std::size_t... index>(std::index_sequence<index...>) {
+        return (... | (Number{bytes[index]} << 8 * index));
+    }(std::make_index_sequence<count>());
+}
 
 /// Reads borrowed bytes front to back. A read that does not fit consumes nothing and answers nullopt, so no read passes
 /// the end whatever length the input claims. Not for use from two threads at once.
@@ -50,12 +71,8 @@ class ByteReader {
     constexpr std::optional<Unsigned> unsignedOf() noexcept {
         const auto taken = take(Count);
         if (!taken) return std::nullopt;
-        std::uint64_t value = 0;
-        for (std::size_t i = 0; i < Count; ++i) {
-            const std::uint64_t byte = (*taken)[bigEndian ? i : Count - 1 - i];
-            value = (value << 8) | byte;
-        }
-        return static_cast<Unsigned>(value);
+        const std::span<const std::uint8_t, Count> bytes(*taken);
+        return static_cast<Unsigned>(bigEndian ? bigEndianNumber(bytes) : littleEndianNumber(bytes));
     }
 
     Bytes rest_;

@@ -47,13 +47,6 @@ Data Data::copyOf(Bytes bytes) {
     return Data(std::vector<std::uint8_t>(bytes.begin(), bytes.end()));
 }
 
-std::optional<Data> Data::slice(std::size_t offset, std::size_t count) const {
-    if (offset > size() || count > size() - offset) return std::nullopt;
-    Data part = *this;
-    part.view_ = view_.subspan(offset, count);
-    return part;
-}
-
 bool Data::isSameObject(const Data& other) const noexcept {
     return storage_ == other.storage_ && view_.data() == other.view_.data() && size() == other.size();
 }

@@ -29,7 +29,10 @@ class Data {
     bool empty() const noexcept { return view_.empty(); }
 
     /// The `count` bytes at `offset`, sharing this storage; nullopt where they do not all lie inside.
-    std::optional<Data> slice(std::size_t offset, std::size_t count) const;
+    std::optional<Data> slice(std::size_t offset, std::size_t count) const {
+        if (offset > size() || count > size() - offset) return std::nullopt;
+        return Data(storage_, view_.subspan(offset, count));
+    }
     /// Whether both are the same view of the same storage, not only equal bytes.
     bool isSameObject(const Data& other) const noexcept;
 

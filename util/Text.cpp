@@ -15,6 +15,8 @@ namespace {
 
 constexpr char32_t kReplacement = 0xfffd;
 constexpr std::uint16_t kByteOrderMark = 0xfeff;
+/// Bytes of a text that is decoded without its length being counted first.
+constexpr std::size_t kShortText = 384;
 
 constexpr bool isSurrogate(char32_t unit) {
     return unit >= 0xd800 && unit <= 0xdfff;
@@ -31,10 +33,16 @@ constexpr std::size_t utf8LengthOfUnit(char32_t unit) {
     return 1U + (unit >= 0x80) + (unit >= 0x800);
 }
 
-/// Text that is written in place: the decoders know a bound of its length before they begin.
+/// Text that is written in place: the decoders know a bound of its length before they begin. A short one is written
+/// beside the string and copied into it, so that the string is no longer than the text.
 class TextWriter {
   public:
-    explicit TextWriter(std::size_t longest) : text_(longest, '\0'), next_(text_.data()) {}
+    explicit TextWriter(std::size_t longest) : isShort_(longest <= kShortText) {
+        if (!isShort_) text_.resize(longest);
+        next_ = begin();
+    }
+    TextWriter(const TextWriter&) = delete;
+    TextWriter& operator=(const TextWriter&) = delete;
 
     void putASCII(std::uint8_t character) { *next_++ = static_cast<char>(character); }
     void put(char32_t character) {
@@ -54,14 +62,24 @@ class TextWriter {
             putContinuation(character);
         }
     }
+    void putASCII(Bytes characters) {
+        std::memcpy(next_, characters.data(), characters.size());
+        next_ += characters.size();
+    }
     std::string finish() {
-        text_.resize(static_cast<std::size_t>(next_ - text_.data()));
+        const auto length = static_cast<std::size_t>(next_ - begin());
+        if (isShort_) return std::string(short_.data(), length);
+        text_.resize(length);
         return std::move(text_);
     }
 
   private:
     void putContinuation(char32_t bits) { *next_++ = static_cast<char>(0x80 | (bits & 0x3f)); }
 
+    char* begin() { return isShort_ ? short_.data() : text_.data(); }
+
+    bool isShort_;
+    std::array<char, kShortText> short_;  // not initialised
     std::string text_;
     char* next_;
 };
@@ -127,20 +145,15 @@ std::optional<std::uint16_t> takeUnit(ByteReader& reader) {
     return order == ByteOrder::bigEndian ? reader.u16BigEndian() : reader.u16LittleEndian();
 }
 
-/// Takes one code unit, or two that make a character; the reader must not be at its end.
+/// Takes two code units that make a character, or one that makes none; the reader must have a surrogate next.
 template <ByteOrder order>
-char32_t takeUTF16(ByteReader& reader) {
-    const auto first = takeUnit<order>(reader);
-    if (!first) {
-        reader.skip(1);  // the odd last byte
-        return kReplacement;
-    }
-    if (!isSurrogate(*first)) return *first;
+char32_t takeSurrogates(ByteReader& reader) {
+    const std::uint16_t first = takeUnit<order>(reader).value_or(0);
     ByteReader behind = reader;
     const auto second = takeUnit<order>(behind);
-    if (!isHighSurrogate(*first) || !second || !isLowSurrogate(*second)) return kReplacement;
+    if (!isHighSurrogate(first) || !second || !isLowSurrogate(*second)) return kReplacement;
     reader = behind;
-    return 0x10000U + ((*first & 0x3ffU) << 10) + (*second & 0x3ffU);
+    return 0x10000U + ((first & 0x3ffU) << 10) + (*second & 0x3ffU);
 }
 
 constexpr std::size_t kUnitsAtOnce = 4;
@@ -157,32 +170,48 @@ bool beginsWithASCIIUnits(Bytes bytes) {
     return (units & kNotASCII) == 0;
 }
 
+/// The first code unit; there must be one.
 template <ByteOrder order>
-std::size_t longestUTF8(ByteReader reader) {
-    std::size_t longest = reader.remaining() % 2 == 0 ? 0 : utf8LengthOfUnit(kReplacement);
-    for (;;) {
-        if (beginsWithASCIIUnits<order>(reader.rest())) {
-            reader.skip(2 * kUnitsAtOnce);
-            longest += kUnitsAtOnce;
-            continue;
-        }
-        const auto unit = takeUnit<order>(reader);
-        if (!unit) return longest;
-        longest += utf8LengthOfUnit(*unit);
+std::uint16_t firstUnit(Bytes bytes) {
+    std::uint16_t unit = 0;
+    std::memcpy(&unit, bytes.data(), sizeof unit);
+    constexpr bool swapped = (order == ByteOrder::bigEndian) != (std::endian::native == std::endian::big);
+    return swapped ? static_cast<std::uint16_t>(unit << 8 | unit >> 8) : unit;
+}
+
+/// How long the text becomes at most; counted only where much memory is at stake.
+template <ByteOrder order>
+std::size_t longestUTF8(Bytes bytes) {
+    const std::size_t bound = utf8LengthOfUnit(kReplacement) * ((bytes.size() + 1) / 2);
+    if (bound <= kShortText) return bound;
+    std::size_t longest = utf8LengthOfUnit(kReplacement);  // for an odd last byte
+    while (bytes.size() >= 2) {
+        const bool ascii = beginsWithASCIIUnits<order>(bytes);
+        longest += ascii ? kUnitsAtOnce : utf8LengthOfUnit(firstUnit<order>(bytes));
+        bytes = bytes.subspan(ascii ? 2 * kUnitsAtOnce : 2);
     }
+    return longest;
 }
 
 template <ByteOrder order>
-std::string decodeUnits(ByteReader reader) {
-    TextWriter text(longestUTF8<order>(reader));
-    while (!reader.atEnd()) {
-        if (!beginsWithASCIIUnits<order>(reader.rest())) {
-            text.put(takeUTF16<order>(reader));
-            continue;
+std::string decodeUnits(Bytes bytes) {
+    TextWriter text(longestUTF8<order>(bytes));
+    while (bytes.size() >= 2) {
+        if (beginsWithASCIIUnits<order>(bytes)) {
+            const Bytes units = bytes.first(2 * kUnitsAtOnce);
+            for (std::size_t i = order == ByteOrder::bigEndian ? 1 : 0; i < units.size(); i += 2)
+                text.putASCII(units[i]);
+            bytes = bytes.subspan(units.size());
+        } else if (const std::uint16_t unit = firstUnit<order>(bytes); !isSurrogate(unit)) {
+            text.put(unit);
+            bytes = bytes.subspan(2);
+        } else {
+            ByteReader reader(bytes);
+            text.put(takeSurrogates<order>(reader));
+            bytes = reader.rest();
         }
-        const Bytes units = reader.take(2 * kUnitsAtOnce).value_or(Bytes());
-        for (std::size_t i = order == ByteOrder::bigEndian ? 1 : 0; i < units.size(); i += 2) text.putASCII(units[i]);
     }
+    if (!bytes.empty()) text.put(kReplacement);
     return text.finish();
 }
 
@@ -202,7 +231,12 @@ std::string decodeLatin1(Bytes bytes) {
     const std::size_t ascii = asciiLength(bytes);
     if (ascii == bytes.size()) return std::string(charactersOf(bytes));
     TextWriter text(2 * bytes.size() - ascii);
-    for (const std::uint8_t byte : bytes) text.put(byte);
+    for (Bytes rest = bytes; !rest.empty();) {
+        const Bytes run = rest.first(asciiLength(rest));
+        text.putASCII(run);
+        rest = rest.subspan(run.size());
+        for (; !rest.empty() && rest.front() >= 0x80; rest = rest.subspan(1)) text.put(rest.front());
+    }
     return text.finish();
 }
 
@@ -236,8 +270,8 @@ std::string decodeUTF16(Bytes bytes, ByteOrder unmarked) {
         order = ByteOrder::littleEndian;
         reader = marked;
     }
-    return order == ByteOrder::bigEndian ? decodeUnits<ByteOrder::bigEndian>(reader)
-                                         : decodeUnits<ByteOrder::littleEndian>(reader);
+    return order == ByteOrder::bigEndian ? decodeUnits<ByteOrder::bigEndian>(reader.rest())
+                                         : decodeUnits<ByteOrder::littleEndian>(reader.rest());
 }
 
 std::string encodeUTF16(std::string_view utf8, ByteOrder order) {
@@ -309,7 +343,13 @@ std::vector<std::string_view> split(std::string_view text, char separator) {
 
 namespace {
 
+/// Whether `byte` is a whole character of UTF-8, and no white space.
+constexpr bool isVisibleASCII(char byte) {
+    return byte > ' ' && byte < 0x7f;
+}
+
 std::string_view withoutLeadingWhiteSpace(std::string_view utf8) {
+    if (!utf8.empty() && isVisibleASCII(utf8.front())) return utf8;
     ByteReader reader(bytesOf(utf8));
     for (ByteReader behind = reader; !behind.atEnd(); reader = behind) {
         if (!isWhiteSpace(takeUTF8(behind).value_or(kReplacement))) break;
@@ -320,6 +360,7 @@ std::string_view withoutLeadingWhiteSpace(std::string_view utf8) {
 }  // namespace
 
 std::string_view trimmed(std::string_view utf8) {
+    if (!utf8.empty() && isVisibleASCII(utf8.front()) && isVisibleASCII(utf8.back())) return utf8;
     std::size_t begin = utf8.size();
     std::size_t end = utf8.size();
     for (ByteReader reader(bytesOf(utf8)); !reader.atEnd();) {
