@@ -18,6 +18,12 @@ class FrameID {
         for (std::size_t i = 0; i < 4; ++i)
             word_ = word_ << 8 | (i < text.size() ? static_cast<unsigned char>(text[i]) : 0U);
     }
+    /// The four characters of a big-endian word.
+    static constexpr FrameID ofWord(std::uint32_t word) {
+        FrameID identifier;
+        identifier.word_ = word;
+        return identifier;
+    }
     constexpr FrameID(const char* text) : FrameID(std::string_view(text)) {}
 
     std::string text() const {
@@ -25,6 +31,10 @@ class FrameID {
         for (unsigned shift = 32; shift > 0 && (word_ >> (shift - 8) & 0xFF) != 0; shift -= 8)
             characters += static_cast<char>(word_ >> (shift - 8) & 0xFF);
         return characters;
+    }
+    /// The character at a place from 0 to 3; 0 where there is none.
+    constexpr std::uint8_t character(std::uint32_t place) const {
+        return static_cast<std::uint8_t>(word_ >> (24 - 8 * place) & 0xFF);
     }
     constexpr bool empty() const { return word_ == 0; }
     /// An identifier as ID3v2.2 has it.

@@ -1,7 +1,9 @@
 #include "id3/FrameWalk.hpp"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
+#include <span>
 #include <utility>
 
 #include "id3/Limits.hpp"
@@ -15,6 +17,17 @@ namespace {
 constexpr std::size_t kStreamAt = 4;
 
 constexpr std::size_t kFramesInBlock = 16;
+
+constexpr std::uint8_t kLetterOrDigit = 1;
+constexpr std::uint8_t kSpace = 2;
+/// What may stand in an identifier.
+constexpr auto kKindOfCharacter = [] {
+    std::array<std::uint8_t, 256> kinds{};
+    for (std::size_t letter = 'A'; letter <= 'Z'; ++letter) kinds[letter] = kLetterOrDigit;
+    for (std::size_t digit = '0'; digit <= '9'; ++digit) kinds[digit] = kLetterOrDigit;
+    kinds[' '] = kSpace;
+    return kinds;
+}();
 
 /// A log line about the largest frame, which both guards tell in the same words.
 void logClipping(const char* start) {
@@ -69,30 +82,45 @@ bool FrameWalk::moveTo(std::int64_t position) {
 }
 
 bool FrameWalk::atValidFrame() {
-    const bool valid = validAt(currentFramePosition_);
-    if (!valid) framesEndAt_ = currentFramePosition_;
-    return valid;
+    const auto header = validHeaderAt(currentFramePosition_);
+    if (header) {
+        header_ = *header;
+    } else {
+        framesEndAt_ = currentFramePosition_;
+    }
+    return header.has_value();
 }
 
-bool FrameWalk::validAt(std::int64_t position) const {
-    const auto header = readerAt(position).take(layout_.headerLength);
-    if (!header) return false;
-    const util::Bytes characters = header->first(layout_.identifierLength);
-    if (input_.validFrameSet) return !input_.validFrameSet->contains(util::charactersOf(characters));
-    return isIdentifier(characters);
+std::optional<FrameWalk::Header> FrameWalk::validHeaderAt(std::int64_t position) const {
+    const auto bytes = readerAt(position).take(layout_.headerLength);
+    if (!bytes) return std::nullopt;
+    Header header;
+    if (layout_.headerLength == kFrameHeaderLength20) {
+        const std::span<const std::uint8_t, kFrameHeaderLength20> whole(*bytes);
+        header.identifier = FrameID::ofWord(util::bigEndianNumber(whole.first<3>()) << 8);
+        header.size = util::bigEndianNumber(whole.last<3>());
+    } else {
+        const std::span<const std::uint8_t, kFrameHeaderLength> whole(*bytes);
+        header.identifier = FrameID::ofWord(util::bigEndianNumber(whole.first<4>()));
+        header.size = util::bigEndianNumber(whole.subspan<4, 4>());
+        header.firstFlag = whole[8];
+        header.secondFlag = whole[9];
+    }
+    const bool valid = input_.validFrameSet == nullptr ? isIdentifier(header.identifier)
+                                                       : !stopsAt(bytes->first(layout_.identifierLength));
+    return valid ? std::optional(header) : std::nullopt;
 }
 
-bool FrameWalk::isIdentifier(util::Bytes characters) const {
-    const bool space = dialect().takesSpaceInIdentifiers;
-    return std::ranges::all_of(characters, [space](std::uint8_t character) {
-        return (character >= 'A' && character <= 'Z') || (character >= '0' && character <= '9') ||
-               (character == ' ' && space);
-    });
+bool FrameWalk::stopsAt(util::Bytes identifier) const {
+    return input_.validFrameSet->contains(util::charactersOf(identifier));
 }
 
-FrameID FrameWalk::getFrameID() const {
-    const auto characters = readerAt(currentFramePosition_).take(layout_.identifierLength);
-    return characters ? FrameID(util::charactersOf(*characters)) : FrameID();
+bool FrameWalk::hasCharacters(FrameID identifier, std::uint32_t count) const {
+    const std::uint8_t accepted = dialect().takesSpaceInIdentifiers ? kSpace | kLetterOrDigit : kLetterOrDigit;
+    const auto fits = [=](std::uint32_t place) {
+        return (kKindOfCharacter[identifier.character(place)] & accepted) != 0;
+    };
+    return fits(0) && fits(1) && fits(2) && (count < 4 || fits(3));
 }
 
 std::int32_t FrameWalk::guarded(std::int64_t size) {
@@ -120,14 +148,9 @@ std::int32_t FrameWalk::guarded(std::int64_t size) {
 }
 
 std::int64_t FrameWalk::plainSize() const {
-    auto reader = readerAt(currentFramePosition_ + layout_.identifierLength);
-    const std::uint32_t size = reader.u32BigEndian().value_or(0);
     // A signed size passes the guard; no body is as long, and the step is what is left of it.
-    return dialect().guessesRoomForFrames ? std::int64_t{static_cast<std::int32_t>(size)} : std::int64_t{size};
-}
-
-std::uint8_t FrameWalk::flagByte(std::uint32_t number) const {
-    return readerAt(currentFramePosition_ + 8 + number).u8().value_or(0);
+    return dialect().guessesRoomForFrames ? std::int64_t{static_cast<std::int32_t>(header_.size)}
+                                          : std::int64_t{header_.size};
 }
 
 std::optional<util::Data> FrameWalk::content(std::int32_t size) const {
@@ -183,7 +206,7 @@ std::shared_ptr<id3V2Frame> FrameWalk::formattedFrame(const util::Data& content,
     return std::make_shared<id3V2Frame>(getFrameID(), firstFlag, secondFlag, layout_.majorVersion, dialect());
 }
 
-std::shared_ptr<id3V2Frame> FrameWalk::frameWith(std::optional<util::Data> body, std::uint8_t firstFlag,
+std::shared_ptr<id3V2Frame> FrameWalk::frameWith(std::optional<util::Data>&& body, std::uint8_t firstFlag,
                                                  std::uint8_t secondFlag) {
     if (!body) return nullptr;
     if (!block_ || block_->size() == block_->capacity()) {
@@ -197,11 +220,6 @@ std::shared_ptr<id3V2Frame> FrameWalk::frameWith(std::optional<util::Data> body,
 
 void FrameWalk::remark(std::string_view words) {
     remarks_.add("frame " + getFrameID().text() + " " + std::string(words));
-}
-
-std::uint32_t synchsafe(util::Bytes four) {
-    const std::uint32_t value = util::ByteReader(four).u32BigEndian().value_or(0);
-    return (value & 0x7F) | (value >> 1 & 0x3F80) | (value >> 2 & 0x1FC000) | (value >> 3 & 0xFE00000);
 }
 
 }  // namespace quillet

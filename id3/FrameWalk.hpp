@@ -11,6 +11,7 @@
 #include "id3/FrameBody.hpp"
 #include "id3/FrameLibrary.hpp"
 #include "id3/FrameStore.hpp"
+#include "id3/Limits.hpp"
 #include "id3/Remarks.hpp"
 #include "util/ByteReader.hpp"
 #include "util/Data.hpp"
@@ -50,6 +51,13 @@ class FrameWalk {
         std::uint32_t headerLength;
         std::int32_t majorVersion;
     };
+    /// A frame's header as it stands in the tag.
+    struct Header {
+        FrameID identifier;
+        std::uint32_t size = 0;  ///< as a plain number
+        std::uint8_t firstFlag = 0;
+        std::uint8_t secondFlag = 0;
+    };
     FrameWalk(const FrameWalkInput& input, Layout layout);
 
     /// Walks and files; to be called once, by the constructor of the version's class.
@@ -61,23 +69,26 @@ class FrameWalk {
     bool moveTo(std::int64_t position);
     /// -atValidFrame  Whether a frame's header stands at the current position; if not, the frames end there.
     bool atValidFrame();
-    /// Whether a whole header whose identifier will do stands at `position`.
-    bool validAt(std::int64_t position) const;
-    /// Whether the characters can be an identifier.
-    virtual bool isIdentifier(util::Bytes characters) const;
+    /// The whole header at `position`; nullopt where there is none, or none whose identifier will do.
+    std::optional<Header> validHeaderAt(std::int64_t position) const;
+    bool stopsAt(util::Bytes identifier) const;
+    bool validAt(std::int64_t position) const { return validHeaderAt(position).has_value(); }
+    /// Whether it can be an identifier.
+    virtual bool isIdentifier(FrameID identifier) const { return hasCharacters(identifier, layout_.identifierLength); }
+    /// Whether its first `count` characters, 3 or 4, can stand in an identifier.
+    bool hasCharacters(FrameID identifier, std::uint32_t count) const;
     /// -frameLength  Bytes of the current frame's body, guarded; below 0 where a signed size is.
     virtual std::int32_t frameLength() = 0;
     /// The same, as moveTo found it, where the guard has nothing to log at a second evaluation.
     std::int32_t knownLength() { return dialect().guessesRoomForFrames ? frameLength() : length_; }
     /// -getFrame  The current frame, or null where it cannot be made.
     virtual std::shared_ptr<id3V2Frame> getFrame() = 0;
-    virtual FrameID getFrameID() const;
+    virtual FrameID getFrameID() const { return header_.identifier; }
 
     /// The size that the current frame gets for the one that it states: no more than there is room for.
     std::int32_t guarded(std::int64_t size);
-    /// The 32-bit number behind the current identifier.
+    /// The current frame's size as a plain number.
     std::int64_t plainSize() const;
-    std::uint8_t flagByte(std::uint32_t number) const;
     /// What the frame keeps of the `size` bytes behind its header, shared; nullopt where they do not fit.
     std::optional<util::Data> content(std::int32_t size) const;
     /// The body of a compressed frame whose length and stream stand at fixed places of `content`, which may go on past
@@ -90,7 +101,7 @@ class FrameWalk {
     std::optional<util::Data> formattedBody(const util::Data& content, const FormatFlags& flags);
     /// Null without a body.
     /// Null without a body.
-    std::shared_ptr<id3V2Frame> frameWith(std::optional<util::Data> body, std::uint8_t firstFlag,
+    std::shared_ptr<id3V2Frame> frameWith(std::optional<util::Data>&& body, std::uint8_t firstFlag,
                                           std::uint8_t secondFlag);
 
     /// A reader of the tag's bytes from `position` on; of nothing where that is outside of them.
@@ -108,7 +119,8 @@ class FrameWalk {
     Layout layout_;
     std::int64_t tagLength_;                 ///< length of the bytes less the frame offset
     std::int64_t currentFramePosition_ = 0;  ///< of the current frame's header
-    std::int32_t length_ = 0;                ///< of the body there
+    Header header_;                          ///< the last one that was moved to
+    std::int32_t length_ = 0;                ///< of the body behind it
     std::int64_t step_ = 0;                  ///< from there to the next frame's header
     std::int64_t framesEndAt_ = 0;
     bool noRoom_ = false;  ///< the guard left nothing of the current frame
@@ -123,6 +135,11 @@ class FrameWalk {
 /// Whether all bytes are zero, as padding is.
 bool isPadding(util::Bytes bytes);
 /// The synchsafe value of 4 bytes, seven bits of each (ID3v2.4.0 structure 6.2).
-std::uint32_t synchsafe(util::Bytes four);
+constexpr std::uint32_t synchsafe(std::uint32_t four) {
+    return (four & 0x7F) | (four >> 1 & 0x3F80) | (four >> 2 & 0x1FC000) | (four >> 3 & 0xFE00000);
+}
+inline std::uint32_t synchsafe(util::Bytes four) {
+    return synchsafe(util::ByteReader(four).u32BigEndian().value_or(0));
+}
 
 }  // namespace quillet

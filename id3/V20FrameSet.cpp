@@ -10,7 +10,7 @@ V20FrameSet::V20FrameSet(const FrameWalkInput& input, FrameStore& frames)
 }
 
 std::int32_t V20FrameSet::frameLength() {
-    return guarded(readerAt(currentFramePosition_ + 3).u24BigEndian().value_or(0));
+    return guarded(header_.size);
 }
 
 std::shared_ptr<id3V2Frame> V20FrameSet::getFrame() {

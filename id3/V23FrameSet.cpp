@@ -11,9 +11,9 @@ constexpr std::uint8_t kCompressed = 0x80;
 constexpr std::uint8_t kEncrypted = 0x40;
 constexpr std::uint8_t kGrouped = 0x20;
 
-/// Whether a fourth character is what stands behind an identifier of 2.2.
-constexpr bool endsOldIdentifier(std::uint8_t character) {
-    return character == 0;
+/// Whether an identifier of 2.2 stands in the place of one of 2.3.
+constexpr bool isOld(FrameID identifier) {
+    return identifier == identifier.firstThree();
 }
 
 }  // namespace
@@ -24,34 +24,32 @@ V23FrameSet::V23FrameSet(const FrameWalkInput& input, FrameStore& frames)
 }
 
 std::shared_ptr<id3V2Frame> V23FrameSet::getFrame() {
-    const std::int32_t length = frameLength();
-    if (dialect().guessesRoomForFrames && currentFramePosition_ > tagLength_) return nullptr;
-    if (endsOldIdentifier(readerAt(currentFramePosition_ + 3).u8().value_or(0)))
-        remark("stands under an identifier of version 2.2");
-    const std::uint8_t first = flagByte(0);
-    const std::uint8_t second = flagByte(1);
+    const std::int32_t length = knownLength();
+    if (isOld(header_.identifier)) remark("stands under an identifier of version 2.2");
+    const std::uint8_t first = header_.firstFlag;
+    const std::uint8_t second = header_.secondFlag;
     if (dialect().readsFormatFieldsAtFixedPlaces && (second & kCompressed) != 0) {
         if (length < 0 || noRoom_) return nullptr;
         const util::Bytes rest = readerAt(currentFramePosition_ + kFrameHeaderLength).rest();
         return frameWith(uncompressed(rest, 0, length), first, second);
     }
     auto body = content(length);
-    if (!body || dialect().readsFormatFieldsAtFixedPlaces) return frameWith(std::move(body), first, second);
+    const bool hasFormat = (second & (kCompressed | kEncrypted | kGrouped)) != 0;
+    if (!body || !hasFormat || dialect().readsFormatFieldsAtFixedPlaces)
+        return frameWith(std::move(body), first, second);
     const FormatFlags flags{.grouped = (second & kGrouped) != 0,
                             .encrypted = (second & kEncrypted) != 0,
                             .compressed = (second & kCompressed) != 0};
     return formattedFrame(*body, flags, first, second);
 }
 
-bool V23FrameSet::isIdentifier(util::Bytes characters) const {
-    const bool old = !dialect().stopsAtOldIdentifiers && endsOldIdentifier(characters.back());
-    return FrameWalk::isIdentifier(old ? characters.first(3) : characters);
+bool V23FrameSet::isIdentifier(FrameID identifier) const {
+    return hasCharacters(identifier, isOld(identifier) && !dialect().stopsAtOldIdentifiers ? 3 : 4);
 }
 
 FrameID V23FrameSet::getFrameID() const {
-    const FrameID identifier = FrameWalk::getFrameID();
-    const bool old = endsOldIdentifier(readerAt(currentFramePosition_ + 3).u8().value_or(0));
-    if (!old || !input_.library) return identifier;
+    const FrameID identifier = header_.identifier;
+    if (!isOld(identifier) || !input_.library) return identifier;
     const auto* record = input_.library->record(FrameLibrary::versionKey(2), identifier.text());
     const std::string translated = record ? util::textAt(*record, FrameLibrary::versionKey(3)) : std::string();
     return translated.empty() ? identifier : FrameID(translated);

@@ -14,7 +14,7 @@ class V23FrameSet final : public FrameWalk {
     /// -readPackedLengthFrom: 4
     std::int32_t frameLength() override { return guarded(plainSize()); }
     std::shared_ptr<id3V2Frame> getFrame() override;
-    bool isIdentifier(util::Bytes characters) const override;
+    bool isIdentifier(FrameID identifier) const override;
     FrameID getFrameID() const override;
 };
 

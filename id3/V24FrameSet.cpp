@@ -20,12 +20,11 @@ constexpr std::uint8_t kUnsynchronised = 0x02;
 constexpr std::uint8_t kStatesLength = 0x01;
 constexpr std::uint8_t kFormatFlags = kGrouped | kCompressed | kEncrypted | kUnsynchronised | kStatesLength;
 
-constexpr std::uint32_t kIdentifierLength = 4;
 /// From this size on a synchsafe and a plain size differ.
 constexpr std::int64_t kFirstAmbiguousSize = 128;
 
-bool isSynchsafe(util::Bytes size) {
-    return std::ranges::none_of(size, [](std::uint8_t byte) { return (byte & 0x80) != 0; });
+constexpr bool isSynchsafe(std::uint32_t size) {
+    return (size & 0x80808080) == 0;
 }
 
 /// What the copy of an unsynchronised frame holds behind its header. Meant so: the frame's length without its header is
@@ -48,7 +47,7 @@ util::Data withPairsBlanked(util::Bytes rest, std::int32_t& length) {
 }  // namespace
 
 V24FrameSet::V24FrameSet(const FrameWalkInput& input, FrameStore& frames, bool iTunes)
-    : FrameWalk(input, {.identifierLength = kIdentifierLength, .headerLength = kFrameHeaderLength, .majorVersion = 4}),
+    : FrameWalk(input, {.identifierLength = 4, .headerLength = kFrameHeaderLength, .majorVersion = 4}),
       iTunes_(iTunes) {
     if (!dialect().switchesToPlainSizesMidway && hasPlainSizes()) {
         iTunesFlag_ = true;
@@ -94,10 +93,8 @@ bool V24FrameSet::validFrameAt(std::int64_t distance) const {
 }
 
 std::int32_t V24FrameSet::frameLength() {
-    const auto size = readerAt(currentFramePosition_ + kIdentifierLength).take(4);
-    if (!size) return 0;
-    if (dialect().switchesToPlainSizesMidway && !isSynchsafe(*size)) iTunesFlag_ = true;
-    return iTunesFlag_ ? plainLength() : guarded(synchsafe(*size));
+    if (dialect().switchesToPlainSizesMidway && !isSynchsafe(header_.size)) iTunesFlag_ = true;
+    return iTunesFlag_ ? plainLength() : guarded(synchsafe(header_.size));
 }
 
 std::int32_t V24FrameSet::plainLength() {
@@ -107,8 +104,8 @@ std::int32_t V24FrameSet::plainLength() {
 std::shared_ptr<id3V2Frame> V24FrameSet::getFrame() {
     const std::int32_t length = knownLength();
     if (length < 0 || noRoom_) return nullptr;
-    const std::uint8_t first = flagByte(0);
-    const std::uint8_t second = flagByte(1);
+    const std::uint8_t first = header_.firstFlag;
+    const std::uint8_t second = header_.secondFlag;
     const bool unsynchronised = input_.tagUnsynchronised && !dialect().reversesUnsynchronisationInPlace;
     auto frame = (second & kFormatFlags) == 0 && !unsynchronised ? frameWith(content(length), first, second)
                                                                  : formattedFrameOf(length, first, second);
@@ -153,12 +150,11 @@ util::Data V24FrameSet::synchronised(const util::Data& rest, std::uint8_t flags,
 V24FrameSet::Reading V24FrameSet::readSizes(bool plain) const {
     Reading reading;
     std::int64_t position = frameOffset();
-    while (validAt(position)) {
-        const util::Bytes bytes = *readerAt(position + kIdentifierLength).take(4);
-        reading.malformed = reading.malformed || (!plain && !isSynchsafe(bytes));
+    while (const auto header = validHeaderAt(position)) {
+        reading.malformed = reading.malformed || (!plain && !isSynchsafe(header->size));
         ++reading.frames;
         position += std::int64_t{kFrameHeaderLength};
-        position += plain ? *util::ByteReader(bytes).u32BigEndian() : synchsafe(bytes);
+        position += plain ? header->size : synchsafe(header->size);
     }
     reading.fits = !reading.malformed && position <= size() && isPadding(readerAt(position).rest());
     return reading;

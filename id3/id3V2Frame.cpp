@@ -9,16 +9,6 @@
 
 namespace quillet {
 
-id3V2Frame::id3V2Frame(util::Data body, FrameID frameID, std::uint8_t firstFlag, std::uint8_t secondFlag,
-                       std::int32_t version, const Dialect& dialect)
-    : frame_(std::move(body)),
-      length_(util::lowBits<std::uint32_t>(frame_->size())),
-      frameID_(version <= 2 ? frameID.firstThree() : frameID),
-      majorVersion_(version),
-      flagByte1_(firstFlag),
-      flagByte2_(secondFlag),
-      dialect_(&dialect) {}
-
 id3V2Frame::id3V2Frame(FrameID frameID, std::uint8_t firstFlag, std::uint8_t secondFlag, std::int32_t version,
                        const Dialect& dialect)
     : frameID_(frameID), majorVersion_(version), flagByte1_(firstFlag), flagByte2_(secondFlag), dialect_(&dialect) {}

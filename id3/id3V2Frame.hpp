@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "id3/Dialect.hpp"
@@ -12,6 +13,7 @@
 #include "id3/Picture.hpp"
 #include "util/Bytes.hpp"
 #include "util/Data.hpp"
+#include "util/Narrow.hpp"
 
 namespace quillet {
 
@@ -25,7 +27,14 @@ class id3V2Frame {
     /// -initFrame:length:frameID:firstflag:secondFlag:version:  `version` is 2, 3 or 4; the identifier is the first 3
     /// characters of `frameID` for 2, the first 4 otherwise.
     id3V2Frame(util::Data body, FrameID frameID, std::uint8_t firstFlag, std::uint8_t secondFlag, std::int32_t version,
-               const Dialect& dialect = kSystemDialect);
+               const Dialect& dialect = kSystemDialect)
+        : frame_(std::move(body)),
+          length_(util::lowBits<std::uint32_t>(frame_->size())),
+          frameID_(version <= 2 ? frameID.firstThree() : frameID),
+          majorVersion_(version),
+          flagByte1_(firstFlag),
+          flagByte2_(secondFlag),
+          dialect_(&dialect) {}
     /// -init:firstflag:secondFlag:version:  Without a body.
     id3V2Frame(FrameID frameID, std::uint8_t firstFlag, std::uint8_t secondFlag, std::int32_t version,
                const Dialect& dialect = kSystemDialect);
