@@ -149,8 +149,8 @@ class TagAPI {
                      std::optional<std::string> (id3V1Tag::*fromV1)() const);
     std::int32_t number(std::int32_t (id3V2Tag::*fromV2)() const, std::int32_t (id3V1Tag::*fromV1)() const);
 
-    std::vector<std::string> processGenreArray(const std::vector<std::string>& genres);
-    std::string genreOf(const std::string& entry);
+    std::vector<std::string> processGenreArray(std::vector<std::string> genres);
+    std::string genreOf(std::string entry);
     /// The name that "genreIndexes" has for a number, or null.
     const std::string* genreNameAt(std::string_view number) const;
     void learnGenre(const std::string& name);

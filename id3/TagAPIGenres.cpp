@@ -2,6 +2,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_set>
+#include <utility>
 
 #include "id3/TagAPI.hpp"
 #include "util/Text.hpp"
@@ -33,8 +34,7 @@ bool isGenreNumber(std::string_view text, const Dialect& dialect) {
 
 std::optional<std::vector<std::string>> TagAPI::getGenreNames() {
     if (asksV2()) {
-        const auto genres = v2Tag_->getGenreNames();
-        auto names = processGenreArray(genres.value_or(std::vector<std::string>()));
+        auto names = processGenreArray(v2Tag_->getGenreNames().value_or(std::vector<std::string>()));
         if (!names.empty()) return names;
         if (dialect().answersFromOneTag) return std::nullopt;
     }
@@ -45,16 +45,17 @@ std::optional<std::vector<std::string>> TagAPI::getGenreNames() {
     return std::vector{name == nullptr ? std::string(kUnnamedInStandard) : *name};
 }
 
-std::vector<std::string> TagAPI::processGenreArray(const std::vector<std::string>& genres) {
+std::vector<std::string> TagAPI::processGenreArray(std::vector<std::string> genres) {
     std::vector<std::string> names;
     names.reserve(genres.size());  // so that the views below stay true
     // A tag can have millions of them, so they are not compared each with each.
     std::unordered_set<std::string_view> known;
-    for (const std::string& entry : genres) {
+    for (std::string& entry : genres) {
         if (!dialect().limitsGenreNumbers && entry == kNoGenreText) continue;
-        std::string name = genreOf(entry);
+        const bool isNamedSo = entry == kUnnamed;
+        std::string name = genreOf(std::move(entry));
         // A number without a name alone may stand more than once.
-        const bool isUnnamed = name == kUnnamed && entry != kUnnamed;
+        const bool isUnnamed = name == kUnnamed && !isNamedSo;
         if (!isUnnamed && !known.empty() && known.contains(name)) continue;
         names.push_back(std::move(name));
         if (genres.size() > 1) known.insert(names.back());
@@ -62,7 +63,7 @@ std::vector<std::string> TagAPI::processGenreArray(const std::vector<std::string
     return names;
 }
 
-std::string TagAPI::genreOf(const std::string& entry) {
+std::string TagAPI::genreOf(std::string entry) {
     const bool limited = dialect().limitsGenreNumbers;
     if (isGenreNumber(entry, dialect())) {
         if (limited && util::integerValue(entry) >= kGenreLimit) return std::string(kUnnamed);

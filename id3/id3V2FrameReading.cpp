@@ -25,11 +25,14 @@ constexpr bool isTrimmed(char c) {
     return c == '\0' || c == '\r' || c == '\n' || c == '\t';
 }
 
-std::string trimmed(std::string text) {
+void trim(std::string& text) {
     while (!text.empty() && isTrimmed(text.back())) text.pop_back();
-    if (text.empty() || !isTrimmed(text.front())) return text;
-    text.erase(text.begin(), std::ranges::find_if_not(text, isTrimmed));
-    return text;
+    if (!text.empty() && isTrimmed(text.front())) text.erase(text.begin(), std::ranges::find_if_not(text, isTrimmed));
+}
+
+/// Each of several values may have a mark of its own.
+std::string_view withoutMark(std::string_view value) {
+    return value.starts_with(kByteOrderMark) ? value.substr(kByteOrderMark.size()) : value;
 }
 
 /// The index of the first of two zeros side by side, searched byte by byte from the description on; nullopt without.
@@ -135,7 +138,8 @@ std::string id3V2Frame::textWithNuls() const {
     // A lone character keeps even a tab, but only where the byte behind the coding says that it is ASCII.
     const std::uint8_t first = reader.u8().value_or(0);
     if (first >= 1 && first <= 0x7F && text.size() <= kLongestCodeUnit && util::utf16Length(text) == 1) return text;
-    return trimmed(std::move(text));
+    trim(text);
+    return text;
 }
 
 std::optional<std::string> id3V2Frame::getTextFromFrame() const {
@@ -153,11 +157,7 @@ std::optional<std::string> id3V2Frame::getTextFromFrame() const {
 std::vector<std::string> id3V2Frame::textValues() const {
     const std::string text = textWithNuls();
     std::vector<std::string> values;
-    for (std::string_view value : util::split(text, '\0')) {
-        if (value.starts_with(kByteOrderMark))
-            value.remove_prefix(kByteOrderMark.size());  // each value may have its own
-        values.emplace_back(value);
-    }
+    for (const std::string_view value : util::split(text, '\0')) values.emplace_back(withoutMark(value));
     while (!values.empty() && values.back().empty()) values.pop_back();
     return values;
 }
@@ -183,13 +183,15 @@ std::optional<std::string> id3V2Frame::commentPart(CommentPart wanted) const {
 
 std::vector<std::string> id3V2Frame::genreArrayFromFrame() const {
     if (dialect_->keepsStrayParentheses) return genresWithStrayParentheses(textWithNuls());
+    const std::string text = textWithNuls();
     std::vector<std::string> genres;
-    for (const std::string& value : textValues()) addGenres(value, genres);
+    for (const std::string_view value : util::split(text, '\0')) addGenres(withoutMark(value), genres);
     return genres;
 }
 
 std::string id3V2Frame::cleanString(std::string_view text) {
-    std::string cleaned = trimmed(std::string(text));
+    std::string cleaned(text);
+    trim(cleaned);
     if (cleaned.find('\0') == std::string::npos) return cleaned;
     std::size_t to = 0;
     for (std::size_t from = 0; from < cleaned.size(); ++from) {
