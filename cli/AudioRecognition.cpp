@@ -8,25 +8,12 @@
 
 namespace quillet::cli {
 
-std::string AudioRecognition::reasonAgainst(const std::string& path) {
-    // The extension by which the import knows them.
-    if (util::pathExtension(path) == "mp3" && holdsMpegAudio(path)) return "";
-    return media_.reasonAgainst(path);
-}
+namespace {
 
-bool AudioRecognition::holdsMpegAudio(const std::string& path) {
-    if (!file_.open(path).ok()) return false;
-    const std::uint64_t start = audioStart();
-    const util::Data audio = file_.read(start, kAudioBlock);
-    const bool atEnd = start + audio.size() >= file_.size();
-    const bool found = findConfirmedFrame(audio.bytes(), atEnd).has_value();
-    file_.close();
-    return found;
-}
-
-std::uint64_t AudioRecognition::audioStart() {
+/// Behind the v2 tag of the open file; 0 without one.
+std::uint64_t audioStart(AudioFile& file) {
     // The tag's header alone: what the tag holds is read when the file is imported.
-    const util::Data head = file_.read(0, kSearchBlock);
+    const util::Data head = file.read(0, kSearchBlock);
     id3V2Tag tag(FrameLibrary(), kStandardDialect);
     const std::int32_t position = tag.scanForHeader(head.bytes());
     if (position < 0) return 0;
@@ -35,6 +22,24 @@ std::uint64_t AudioRecognition::audioStart() {
     const std::uint32_t length = id3V2Tag::readPackedLengthFrom(header.take(4).value_or(util::Bytes()));
     const std::uint32_t footer = tag.footer() ? kTagHeaderLength : 0;
     return static_cast<std::uint64_t>(position) + kTagHeaderLength + length + footer;
+}
+
+}  // namespace
+
+std::string AudioRecognition::reasonAgainst(const std::string& path) {
+    // The extension by which the import knows them.
+    if (util::pathExtension(path) == "mp3" && holdsMpegAudio(path, file_)) return "";
+    return media_.reasonAgainst(path);
+}
+
+bool AudioRecognition::holdsMpegAudio(const std::string& path, AudioFile& file) {
+    if (!file.open(path).ok()) return false;
+    const std::uint64_t start = audioStart(file);
+    const util::Data audio = file.read(start, kAudioBlock);
+    const bool atEnd = start + audio.size() >= file.size();
+    const bool found = findConfirmedFrame(audio.bytes(), atEnd).has_value();
+    file.close();
+    return found;
 }
 
 }  // namespace quillet::cli

@@ -19,11 +19,10 @@ class AudioRecognition {
     /// As LibavMediaFramework::reasonAgainst.
     std::string reasonAgainst(const std::string& path);
 
-  private:
-    bool holdsMpegAudio(const std::string& path);
-    /// Behind the v2 tag of the open file; 0 without one.
-    std::uint64_t audioStart();
+    /// Whether MPEG audio begins behind the file's v2 tag, where it has one. `file` is opened for it, and closed.
+    static bool holdsMpegAudio(const std::string& path, AudioFile& file);
 
+  private:
     LibavMediaFramework& media_;
     AudioFile file_;
 };

@@ -116,6 +116,17 @@ std::string jsonText(const nlohmann::ordered_json& object) {
     return object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
 }
 
+/// The character that `utf8` begins with, where it ends a line or turns the direction of what follows it, which could
+/// make a line say another thing than it does (U+2028 to U+202E, U+2066 to U+2069); 0 otherwise.
+static unsigned reorderingAt(std::string_view utf8) {
+    if (utf8.size() < 3 || utf8[0] != '\xE2') return 0;
+    const auto second = static_cast<unsigned char>(utf8[1]);
+    const auto third = static_cast<unsigned char>(utf8[2]);
+    const unsigned character = 0x2000U | (second & 0x3FU) << 6 | (third & 0x3FU);
+    const bool found = (character >= 0x2028 && character <= 0x202E) || (character >= 0x2066 && character <= 0x2069);
+    return found ? character : 0;
+}
+
 std::string shown(std::string_view bytes) {
     const std::string decoded = util::decodeUTF8(util::bytesOf(bytes));
     std::string text;
@@ -123,7 +134,11 @@ std::string shown(std::string_view bytes) {
         const char character = decoded[i];
         const auto value = static_cast<unsigned char>(character);
         const auto next = static_cast<unsigned char>(i + 1 < decoded.size() ? decoded[i + 1] : '\0');
-        if (value == 0xC2 && next < 0xA0) {  // U+0080 to U+009F
+        const unsigned reordering = reorderingAt(std::string_view(decoded).substr(i));
+        if (reordering != 0) {
+            text += fmt::format("\\u{:04x}", reordering);
+            i += 2;
+        } else if (value == 0xC2 && next < 0xA0) {  // U+0080 to U+009F
             text += fmt::format("\\x{:02x}", next);
             ++i;
         } else if (value < 0x20 || value == 0x7F) {

@@ -43,7 +43,7 @@ std::string pictureExtension(util::Bytes picture, std::string_view mimeType) {
     if (bytes.starts_with("RIFF") && bytes.size() > 12 && bytes.substr(8, 4) == "WEBP") return ".webp";
     for (const PictureFormat& format : kFormats)
         if (mimeType == format.mimeType || (!mimeType.empty() && mimeType == format.oldName)) return format.extension;
-    return "";
+    return ".bin";
 }
 
 util::Status putFile(const std::string& path, util::Bytes content, bool replace) {

@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 #include <unordered_set>
 
+#include "cli/AudioRecognition.hpp"
 #include "cli/FileSelection.hpp"
 #include "cli/PictureFile.hpp"
 #include "cli/TagReading.hpp"
@@ -51,6 +52,8 @@ class CoverWriter {
     std::string put(const TagView& view, const std::string& target, const Picture& picture) {
         std::error_code error;
         if (fs::equivalent(target, view.path(), error)) return "is the audio file itself";
+        if (options_.force && fs::is_regular_file(target, error) && AudioRecognition::holdsMpegAudio(target, target_))
+            return "is an audio file, which --force does not write over";
         // Two files of one name must not share a cover, even if old ones may be written over.
         const bool isNew = written_.insert(target).second;
         const util::Status status = putFile(target, picture.image.bytes(), options_.force && isNew);
@@ -75,6 +78,7 @@ class CoverWriter {
     const CoverOptions& options_;
     bool toFolder_;
     std::unordered_set<std::string> written_;
+    AudioFile target_;
 };
 
 /// What is wrong with the wish itself; "" for nothing.

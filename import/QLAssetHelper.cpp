@@ -131,8 +131,11 @@ TagFacts TagFacts::of(TagAPI& tags) {
     facts.disk = util::lowBits<std::uint32_t>(tags.getDisk());
     facts.totalNumberDisks = util::lowBits<std::uint32_t>(tags.getTotalNumberDisks());
     facts.year = util::lowBits<std::uint32_t>(tags.getYear());
-    const std::vector<Picture> images = tags.getImage();
-    if (!images.empty()) facts.image = images.front().image;
+    // A link to a picture is none. (The system dialect keeps the type's NUL, and takes it for one.)
+    for (const Picture& picture : tags.getImage()) {
+        if (picture.mimeType == "-->" || facts.image) continue;
+        facts.image = picture.image;
+    }
     return facts;
 }
 

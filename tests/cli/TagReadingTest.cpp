@@ -126,8 +126,8 @@ TEST(PictureFileTest, ThePictureItselfTellsItsFormatAndThenItsMimeType) {
         {"RIFF\0\0\0\0WEBPVP8"sv, "", ".webp"},
         {"RIFF\0\0\0\0WAVE "sv, "image/jpg", ".jpg"},
         {"?"sv, "image/gif", ".gif"},
-        {"?"sv, "", ""},
-        {""sv, "image/", ""},
+        {"?"sv, "", ".bin"},
+        {""sv, "image/", ".bin"},
     };
     for (const auto& [bytes, mime, extension] : kPictures)
         EXPECT_EQ(pictureExtension(util::bytesOf(bytes), mime), extension) << mime;

@@ -65,6 +65,7 @@ TEST(FreeNameTest, ANumberGoesBeforeTheExtensionAndTheNameStillFits) {
 TEST(ConsoleTest, WhatCouldSteerATerminalIsShownAsText) {
     EXPECT_EQ(shown("a\nb\t\x1b[2J\x7F\xFF é"), "a\\nb\\t\\x1b[2J\\x7f\uFFFD é");
     EXPECT_EQ(shown("\u009b31m"), "\\x9b31m") << "a control character of two bytes";
+    EXPECT_EQ(shown("a\u202egpj\u2028\u2069\u2027…"), "a\\u202egpj\\u2028\\u2069\u2027…") << "turns a line round";
 }
 
 TEST(OriginJournalTest, GivesBackWhatWasAddedAndPassesOverWhatIsCutOff) {

@@ -313,8 +313,9 @@ class CoverTest(TagTest):
                           "eyed3.b.jpg": (self.files / "blue.jpg").read_bytes()})
 
     def test_a_place_that_is_none_for_a_cover_is_left_alone(self):
-        audio = (self.files / "lame.mp3").read_bytes()
+        audio = {name: (self.files / name).read_bytes() for name in ("lame.mp3", "v1.mp3")}
         for status, arguments in ((1, ["lame.mp3", "-o", "lame.mp3", "--force"]),
+                                  (1, ["lame.mp3", "-o", "v1.mp3", "--force"]),
                                   (1, ["lame.mp3", "-o", "/dev/null", "--force"]),
                                   (1, ["lame.mp3", "-o", "no/such.jpg"]), (1, ["plain.mp3", "-o", "x.jpg"]),
                                   (1, ["missing.mp3", "-o", "x.jpg"]), (2, ["lame.mp3", "v1.mp3", "-o", "x.jpg"]),
@@ -322,7 +323,8 @@ class CoverTest(TagTest):
                                   (2, ["--json", "lame.mp3", "-o", "-"])):
             self.assertEqual(self.run_on("tag", "cover", *arguments, status=status), "")
             self.assertEqual(len(self.errors.splitlines()), 1, arguments)
-        self.assertEqual((self.files / "lame.mp3").read_bytes(), audio)
+        for name, content in audio.items():
+            self.assertEqual((self.files / name).read_bytes(), content)
         self.assertEqual([path.name for path in self.files.iterdir() if path.name.startswith((".", "x"))], [])
 
 
