@@ -23,6 +23,7 @@ std::vector<int> endingSignals() {
 void rememberInterrupts() {
     struct sigaction action = {};
     action.sa_handler = remember;
+    action.sa_flags = static_cast<int>(SA_RESETHAND);  // a second one ends the process, whatever it waits for
     sigemptyset(&action.sa_mask);
     for (const int number : endingSignals()) sigaction(number, &action, nullptr);
 }
