@@ -1,7 +1,6 @@
 #include "id3/FrameWalk.hpp"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 #include <span>
 #include <utility>
@@ -17,17 +16,6 @@ namespace {
 constexpr std::size_t kStreamAt = 4;
 
 constexpr std::size_t kFramesInBlock = 16;
-
-constexpr std::uint8_t kLetterOrDigit = 1;
-constexpr std::uint8_t kSpace = 2;
-/// What may stand in an identifier.
-constexpr auto kKindOfCharacter = [] {
-    std::array<std::uint8_t, 256> kinds{};
-    for (std::size_t letter = 'A'; letter <= 'Z'; ++letter) kinds[letter] = kLetterOrDigit;
-    for (std::size_t digit = '0'; digit <= '9'; ++digit) kinds[digit] = kLetterOrDigit;
-    kinds[' '] = kSpace;
-    return kinds;
-}();
 
 /// A log line about the largest frame, which both guards tell in the same words.
 void logClipping(const char* start) {
@@ -115,15 +103,7 @@ bool FrameWalk::stopsAt(util::Bytes identifier) const {
     return input_.validFrameSet->contains(util::charactersOf(identifier));
 }
 
-bool FrameWalk::hasCharacters(FrameID identifier, std::uint32_t count) const {
-    const std::uint8_t accepted = dialect().takesSpaceInIdentifiers ? kSpace | kLetterOrDigit : kLetterOrDigit;
-    const auto fits = [=](std::uint32_t place) {
-        return (kKindOfCharacter[identifier.character(place)] & accepted) != 0;
-    };
-    return fits(0) && fits(1) && fits(2) && (count < 4 || fits(3));
-}
-
-std::int32_t FrameWalk::guarded(std::int64_t size) {
+std::int32_t FrameWalk::cutToRoom(std::int64_t size) {
     const std::int64_t room =
         dialect().guessesRoomForFrames
             ? tagLength_ - frameOffset() - currentFramePosition_

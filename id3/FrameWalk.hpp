@@ -76,7 +76,14 @@ class FrameWalk {
     /// Whether it can be an identifier.
     virtual bool isIdentifier(FrameID identifier) const { return hasCharacters(identifier, layout_.identifierLength); }
     /// Whether its first `count` characters, 3 or 4, can stand in an identifier.
-    bool hasCharacters(FrameID identifier, std::uint32_t count) const;
+    bool hasCharacters(FrameID identifier, std::uint32_t count) const {
+        const auto fits = [&](std::uint32_t place) {
+            const std::uint8_t character = identifier.character(place);
+            return (character >= 'A' && character <= 'Z') || (character >= '0' && character <= '9') ||
+                   (character == ' ' && dialect().takesSpaceInIdentifiers);
+        };
+        return fits(0) && fits(1) && fits(2) && (count < 4 || fits(3));
+    }
     /// -frameLength  Bytes of the current frame's body, guarded; below 0 where a signed size is.
     virtual std::int32_t frameLength() = 0;
     /// The same, as moveTo found it, where the guard has nothing to log at a second evaluation.
@@ -86,7 +93,13 @@ class FrameWalk {
     virtual FrameID getFrameID() const { return header_.identifier; }
 
     /// The size that the current frame gets for the one that it states: no more than there is room for.
-    std::int32_t guarded(std::int64_t size);
+    std::int32_t guarded(std::int64_t size) {
+        const bool guesses = dialect().guessesRoomForFrames || dialect().cutsLargeFrames;
+        if (guesses || size > this->size() - currentFramePosition_ - layout_.headerLength) return cutToRoom(size);
+        noRoom_ = false;
+        return static_cast<std::int32_t>(size);
+    }
+    std::int32_t cutToRoom(std::int64_t size);
     /// The current frame's size as a plain number.
     std::int64_t plainSize() const;
     /// What the frame keeps of the `size` bytes behind its header, shared; nullopt where they do not fit.

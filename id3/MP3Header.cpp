@@ -179,10 +179,13 @@ void MP3Header::probeXing() {
 }
 
 void MP3Header::measureDuration(AudioFile& file) {
-    const auto first = MpegFrameHeader::decode(frameBytes(), kStandardDialect);
-    if (!first || !first->isValid()) return;  // where any sync is taken for a frame
+    const MpegFrameHeader first =
+        dialect_->readsChannelsFromWholeByte
+            ? MpegFrameHeader::decode(frameBytes(), kStandardDialect).value_or(MpegFrameHeader())
+            : stream_;
+    if (!first.isValid()) return;  // where any sync is taken for a frame
     const auto start = static_cast<std::uint64_t>(startFrame_);
-    const MpegDuration duration = MpegDuration::measure(file, start, *first, frameBytes(), remarks_);
+    const MpegDuration duration = MpegDuration::measure(file, start, first, frameBytes(), remarks_);
     durationSource_ = duration.source;
     milliseconds_ = duration.milliseconds;
     constexpr auto kMost = std::numeric_limits<std::int32_t>::max();

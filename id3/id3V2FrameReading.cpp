@@ -133,12 +133,12 @@ Bytes id3V2Frame::body() const {
 std::string id3V2Frame::textWithNuls() const {
     ByteReader reader(body());
     const auto coding = reader.u8();
-    if (!coding) return std::string();
-    std::string text = decode(reader.rest(), convertTextCodingByte(*coding));
+    std::string text = coding ? decode(reader.rest(), convertTextCodingByte(*coding)) : std::string();
     // A lone character keeps even a tab, but only where the byte behind the coding says that it is ASCII.
     const std::uint8_t first = reader.u8().value_or(0);
-    if (first >= 1 && first <= 0x7F && text.size() <= kLongestCodeUnit && util::utf16Length(text) == 1) return text;
-    trim(text);
+    const bool isLoneASCII =
+        first >= 1 && first <= 0x7F && text.size() <= kLongestCodeUnit && util::utf16Length(text) == 1;
+    if (!isLoneASCII) trim(text);
     return text;
 }
 
@@ -185,8 +185,12 @@ std::vector<std::string> id3V2Frame::genreArrayFromFrame() const {
     if (dialect_->keepsStrayParentheses) return genresWithStrayParentheses(textWithNuls());
     const std::string text = textWithNuls();
     std::vector<std::string> genres;
-    for (const std::string_view value : util::split(text, '\0')) addGenres(withoutMark(value), genres);
-    return genres;
+    for (std::string_view rest = text;;) {
+        const std::size_t end = rest.find('\0');
+        addGenres(withoutMark(rest.substr(0, end)), genres);
+        if (end == std::string_view::npos) return genres;
+        rest.remove_prefix(end + 1);
+    }
 }
 
 std::string id3V2Frame::cleanString(std::string_view text) {

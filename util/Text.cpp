@@ -66,6 +66,11 @@ class TextWriter {
         std::memcpy(next_, characters.data(), characters.size());
         next_ += characters.size();
     }
+    void putLatin1(std::uint8_t character) {
+        if (character < 0x80) return putASCII(character);
+        *next_++ = static_cast<char>(0xc0 | character >> 6);
+        putContinuation(character);
+    }
     std::string finish() {
         const auto length = static_cast<std::size_t>(next_ - begin());
         if (isShort_) return std::string(short_.data(), length);
@@ -86,12 +91,15 @@ class TextWriter {
 
 /// How many ASCII characters `bytes` begins with; eight at a time, since most text is nothing else.
 std::size_t asciiLength(Bytes bytes) {
-    constexpr std::uint64_t kHighBits = 0x8080808080808080;
+    constexpr std::size_t kAtOnce = 8;
+    const auto areASCII = [](Bytes eight) {
+        std::uint64_t word = 0;
+        std::memcpy(&word, eight.data(), sizeof word);
+        return (word & 0x8080808080808080) == 0;
+    };
     Bytes rest = bytes;
-    for (std::uint64_t eight = 0; rest.size() >= sizeof eight; rest = rest.subspan(sizeof eight)) {
-        std::memcpy(&eight, rest.data(), sizeof eight);
-        if ((eight & kHighBits) != 0) break;
-    }
+    while (rest.size() >= kAtOnce && areASCII(rest.first(kAtOnce))) rest = rest.subspan(kAtOnce);
+    if (rest.size() < kAtOnce && bytes.size() >= kAtOnce && areASCII(bytes.last(kAtOnce))) return bytes.size();
     while (!rest.empty() && rest.front() < 0x80) rest = rest.subspan(1);
     return bytes.size() - rest.size();
 }
@@ -231,12 +239,8 @@ std::string decodeLatin1(Bytes bytes) {
     const std::size_t ascii = asciiLength(bytes);
     if (ascii == bytes.size()) return std::string(charactersOf(bytes));
     TextWriter text(2 * bytes.size() - ascii);
-    for (Bytes rest = bytes; !rest.empty();) {
-        const Bytes run = rest.first(asciiLength(rest));
-        text.putASCII(run);
-        rest = rest.subspan(run.size());
-        for (; !rest.empty() && rest.front() >= 0x80; rest = rest.subspan(1)) text.put(rest.front());
-    }
+    text.putASCII(bytes.first(ascii));
+    for (const std::uint8_t byte : bytes.subspan(ascii)) text.putLatin1(byte);
     return text.finish();
 }
 
