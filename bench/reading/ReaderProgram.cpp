@@ -49,8 +49,8 @@ std::uint64_t mixed(std::uint64_t sum, std::string_view text) {
         std::memcpy(&word, text.data(), sizeof word);
         sum = (sum ^ word) * kFactor;
     }
-    for (const char rest : text) sum = (sum ^ static_cast<unsigned char>(rest)) * kFactor;
-    return sum;
+    for (const char rest : text) sum = sum << 5 ^ sum ^ static_cast<unsigned char>(rest);
+    return sum * kFactor;
 }
 
 std::string jsonLine(std::string_view path, const Values& values) {
