@@ -14,7 +14,7 @@ namespace quillet {
 namespace {
 
 /// How many bytes must follow the tag, which are also as many as are searched.
-constexpr std::uint64_t kLeastAudio = 2 * kAudioBlock;
+constexpr std::uint64_t kLeastAudio = std::uint64_t{2} * kAudioBlock;
 /// The second block begins with the first one's last byte, which the first search could not take for a sync.
 constexpr std::int32_t kSecondBlock = static_cast<std::int32_t>(kAudioBlock) - 1;
 constexpr std::uint32_t kLargestOffset = std::numeric_limits<std::int32_t>::max();

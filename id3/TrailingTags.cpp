@@ -73,7 +73,7 @@ std::uint64_t footedTagLength(std::string_view tail) {
         if (*byte >= 0x80) return 0;
         length = length << 7 | *byte;
     }
-    return length + 2 * kTagHeaderLength;
+    return length + std::uint64_t{2} * kTagHeaderLength;
 }
 
 /// The length of the tag that ends where `tail` ends; 0 where none does.

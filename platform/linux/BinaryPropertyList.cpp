@@ -76,8 +76,7 @@ class BinaryWriter {
   private:
     struct Object {
         const util::PropertyValue* value = nullptr;  ///< null for a dictionary and for a text
-        bool isText = false;
-        std::string_view text = {};
+        const std::string_view* text = nullptr;      ///< a key of texts_, or null
         bool dictionary = false;
         std::size_t firstChild = 0;  ///< in references_; a dictionary has all keys, then all values
         std::size_t children = 0;
@@ -104,13 +103,13 @@ class BinaryWriter {
 
     std::size_t addText(std::string_view text) {
         const auto [entry, added] = texts_.try_emplace(text, objects_.size());
-        if (added) objects_.push_back({.isText = true, .text = text});
+        if (added) objects_.push_back({.text = &entry->first});
         return entry->second;
     }
 
     void write(const Object& object, std::size_t referenceWidth) {
-        if (object.isText) {
-            writeText(object.text);
+        if (object.text != nullptr) {
+            writeText(*object.text);
         } else if (object.dictionary || object.value->array() != nullptr) {
             writeLength(object.dictionary ? 0xD0 : 0xA0, object.dictionary ? object.children / 2 : object.children);
             for (std::size_t i = 0; i < object.children; ++i) put(references_[object.firstChild + i], referenceWidth);
