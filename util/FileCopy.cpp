@@ -2,6 +2,9 @@
 #include <sys/time.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <vector>
+
 #include "util/FileCalls.hpp"
 
 namespace quillet::util {
@@ -10,6 +13,8 @@ namespace {
 
 /// How much is copied before `stop` is asked again, in bytes.
 constexpr std::size_t kChunk = std::size_t{8} << 20;
+/// What is read at once where the kernel does not copy, in bytes.
+constexpr std::size_t kBuffer = std::size_t{128} << 10;
 
 /// Copies one chunk inside the kernel; false once it has nothing more to give, at the end or because it cannot.
 bool copyChunkInKernel([[maybe_unused]] int from, [[maybe_unused]] int to) {
@@ -19,6 +24,34 @@ bool copyChunkInKernel([[maybe_unused]] int from, [[maybe_unused]] int to) {
     return false;
 #endif
 }
+
+/// The same for a chunk that begins at `begin` and ends at `end` at the latest; moves `begin` on.
+bool copyRangeInKernel([[maybe_unused]] int from, [[maybe_unused]] std::uint64_t& begin,
+                       [[maybe_unused]] std::uint64_t end, [[maybe_unused]] int to) {
+#ifdef __linux__
+    const auto size = static_cast<std::size_t>(std::min<std::uint64_t>(end - begin, kChunk));
+    auto offset = static_cast<off_t>(begin);
+    const ssize_t count = retried([&] { return ::copy_file_range(from, &offset, to, nullptr, size, 0); });
+    if (count > 0) begin += static_cast<std::uint64_t>(count);
+    return count > 0;
+#else
+    return false;
+#endif
+}
+
+#ifdef __APPLE__
+struct CoarseTimes {
+    explicit CoarseTimes(const struct stat& facts)
+        : values{coarse(accessTime(facts)), coarse(modificationTime(facts))} {}
+    static timeval coarse(const timespec& time) {
+        timeval value{};
+        value.tv_sec = time.tv_sec;
+        value.tv_usec = static_cast<decltype(value.tv_usec)>(time.tv_nsec / 1000);
+        return value;
+    }
+    timeval values[2];
+};
+#endif
 
 Status copyWholeFile(int from, int to, const struct stat& facts, const std::string& path, bool (*stop)()) {
     if (const Status copied = copyContent(from, to, stop); !copied.ok()) return copied;
@@ -37,7 +70,7 @@ Status copyContent(int from, int to, bool (*stop)()) {
 
     // From where the kernel left off. It may have refused to copy between these files, or have taken a file without a
     // size of its own for empty: reading finds out, and gives a real error its name.
-    std::vector<std::uint8_t> buffer(std::size_t{128} << 10);
+    std::vector<std::uint8_t> buffer(kBuffer);
     for (std::size_t sinceAsked = 0;;) {
         const ssize_t count = retried([&] { return ::read(from, buffer.data(), buffer.size()); });
         if (count < 0) return Status::failure(errno);
@@ -51,21 +84,42 @@ Status copyContent(int from, int to, bool (*stop)()) {
     }
 }
 
-Status setTimes(const std::string& path, const struct stat& facts) {
+Status copyRange(int from, std::uint64_t begin, std::uint64_t end, int to) {
+    while (begin < end && copyRangeInKernel(from, begin, end, to)) {
+    }
+    // As above: from where the kernel left off, and it is these calls that name an error.
+    std::vector<std::uint8_t> buffer(begin < end ? kBuffer : 0);
+    while (begin < end) {
+        const auto size = static_cast<std::size_t>(std::min<std::uint64_t>(end - begin, buffer.size()));
+        const ssize_t count = retried([&] { return ::pread(from, buffer.data(), size, static_cast<off_t>(begin)); });
+        if (count < 0) return Status::failure(errno);
+        if (count == 0) return Status::failure(EIO);
+        const Bytes piece = Bytes(buffer).first(static_cast<std::size_t>(count));
+        if (const Status written = writeAll(to, piece); !written.ok()) return written;
+        begin += piece.size();
+    }
+    return Status::success();
+}
+
 #ifdef __APPLE__
-    const auto coarse = [](const timespec& time) {
-        timeval value{};
-        value.tv_sec = time.tv_sec;
-        value.tv_usec = static_cast<decltype(value.tv_usec)>(time.tv_nsec / 1000);
-        return value;
-    };
-    const timeval times[2] = {coarse(accessTime(facts)), coarse(modificationTime(facts))};
-    return statusOf(::lutimes(path.c_str(), times));
+Status setTimes(const std::string& path, const struct stat& facts) {
+    return statusOf(::lutimes(path.c_str(), CoarseTimes(facts).values));
+}
+
+Status setTimes(const FileDescriptor& file, const struct stat& facts) {
+    return statusOf(::futimes(file.number(), CoarseTimes(facts).values));
+}
 #else
+Status setTimes(const std::string& path, const struct stat& facts) {
     const timespec times[2] = {accessTime(facts), modificationTime(facts)};
     return statusOf(::utimensat(AT_FDCWD, path.c_str(), times, AT_SYMLINK_NOFOLLOW));
-#endif
 }
+
+Status setTimes(const FileDescriptor& file, const struct stat& facts) {
+    const timespec times[2] = {accessTime(facts), modificationTime(facts)};
+    return statusOf(::futimens(file.number(), times));
+}
+#endif
 
 bool hasChanged(const FileDescriptor& file, const struct stat& before) {
     struct stat now;

@@ -5,22 +5,12 @@
 #include <cstdio>
 #include <vector>
 
-#ifdef __linux__
-#include <sys/xattr.h>
-#endif
-
 #include "util/FileCalls.hpp"
 #include "util/FilePath.hpp"
 
 namespace quillet::util {
 
 namespace {
-
-/// Whether a kept attribute failed only because this user may not set it, or this file system has no such thing.
-bool cannotBeKeptHere(const Status& status) {
-    const int error = status.error();
-    return error == EPERM || error == EACCES || error == ENOTSUP || error == ENOSYS;
-}
 
 bool isTaken(const std::string& path) {
     return factsOf(path).has_value();
@@ -34,33 +24,6 @@ Status renameToFreeName(const std::string& from, const std::string& to) {
     return renameByLink(from, to);
 }
 
-#ifdef __linux__
-Status copyExtendedAttribute(const std::string& from, const std::string& to, const char* name) {
-    const ssize_t size = ::lgetxattr(from.c_str(), name, nullptr, 0);
-    if (size < 0) return Status::failure(errno);
-    std::vector<char> value(static_cast<std::size_t>(size));
-    const ssize_t count = ::lgetxattr(from.c_str(), name, value.data(), value.size());
-    if (count < 0) return Status::failure(errno);
-    return statusOf(::lsetxattr(to.c_str(), name, value.data(), static_cast<std::size_t>(count), 0));
-}
-#endif
-
-Status copyExtendedAttributes([[maybe_unused]] const std::string& from, [[maybe_unused]] const std::string& to) {
-#ifdef __linux__
-    const ssize_t size = ::llistxattr(from.c_str(), nullptr, 0);
-    if (size <= 0) return Status::success();  // none, or a file system without
-    std::string names(static_cast<std::size_t>(size), '\0');
-    const ssize_t count = ::llistxattr(from.c_str(), names.data(), names.size());
-    if (count < 0) return Status::failure(errno);
-    names.resize(static_cast<std::size_t>(count));
-    for (std::size_t at = 0; at < names.size(); at = names.find('\0', at) + 1) {
-        const Status copied = copyExtendedAttribute(from, to, names.c_str() + at);
-        if (!copied.ok() && !cannotBeKeptHere(copied)) return copied;
-    }
-#endif
-    return Status::success();
-}
-
 /// Owner first, since a change of owner takes mode bits and attributes away; times last, since all else changes them.
 Status copyAttributes(const std::string& from, const std::string& to, const struct stat& facts) {
     mode_t mode = facts.st_mode & 07777;
@@ -68,17 +31,13 @@ Status copyAttributes(const std::string& from, const std::string& to, const stru
         mode &= 0777;  // set-user-ID would lend the rights of another owner
         static_cast<void>(statusOf(::lchown(to.c_str(), static_cast<uid_t>(-1), facts.st_gid)));
     }
-    if (const Status copied = copyExtendedAttributes(from, to); !copied.ok()) return copied;
+    if (const Status copied = copyExtendedAttributes(from, to, AttributeLoss::ofAny); !copied.ok()) return copied;
     if (!S_ISLNK(facts.st_mode)) {  // a link has no mode of its own
         const Status changed = statusOf(::chmod(to.c_str(), mode));
         if (!changed.ok() && !cannotBeKeptHere(changed)) return changed;
     }
     const Status timed = setTimes(to, facts);
     return cannotBeKeptHere(timed) ? Status::success() : timed;
-}
-
-Status sync(const FileDescriptor& file) {
-    return statusOf(retried([&] { return ::fsync(file.number()); }));
 }
 
 Status copyRegularFile(const std::string& from, const std::string& to) {

@@ -35,7 +35,7 @@ FileKind kindFromMode(mode_t mode) {
 Status writeClosed(FileDescriptor& file, Bytes bytes, Durability durability) {
     if (const Status written = writeAll(file.number(), bytes); !written.ok()) return written;
     if (durability == Durability::synced) {
-        if (const int result = retried([&] { return ::fsync(file.number()); }); result < 0) return statusOf(result);
+        if (const Status synced = sync(file); !synced.ok()) return synced;
     }
     return file.close();
 }
@@ -115,6 +115,10 @@ FileDescriptor openForReading(const std::string& path, int flags) {
         retried([&] { return ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC | flags); }));
 }
 
+FileDescriptor openForUpdate(const std::string& path) {
+    return FileDescriptor(retried([&] { return ::open(path.c_str(), O_RDWR | O_NONBLOCK | O_NOCTTY | O_CLOEXEC); }));
+}
+
 Status regularFileStatus(const struct stat& facts) {
     if (S_ISREG(facts.st_mode)) return Status::success();
     return Status::failure(S_ISDIR(facts.st_mode) ? EISDIR : ENOTSUP);
@@ -135,11 +139,15 @@ std::string workingPathBeside(const std::string& path) {
     }
 }
 
+Status sync(const FileDescriptor& file) {
+    return statusOf(retried([&] { return ::fsync(file.number()); }));
+}
+
 Status syncFolderOf(const std::string& path) {
     const std::string folder(deletingLastPathComponent(path));
     const FileDescriptor open = openForReading(folder.empty() ? "." : folder, O_DIRECTORY);
     if (!open.isOpen()) return Status::failure(errno);
-    const Status synced = statusOf(retried([&] { return ::fsync(open.number()); }));
+    const Status synced = sync(open);
     // Some file systems keep their folders safe by other means and know no sync of one.
     return synced.error() == EINVAL || synced.error() == ENOTSUP ? Status::success() : synced;
 }
