@@ -19,8 +19,38 @@ constexpr std::size_t kBufferStep = 65536;
 
 }  // namespace
 
-util::Status AudioFile::open(const std::string& path) {
+util::Status AudioFile::open(const std::string& path, Access access) {
     close();
+    dropForeignBuffer();
+    util::FileDescriptor opened = access == Access::read ? util::openForReading(path) : util::openForUpdate(path);
+    if (!opened.isOpen()) return util::statusOf(-1);
+    descriptor_ = std::move(opened);
+    canUpdate_ = access == Access::update;
+    util::Status done = refresh();
+    if (!done.ok()) close();
+    return done;
+}
+
+util::Status AudioFile::refresh() {
+    headLength_ = 0;
+    dropForeignBuffer();
+    struct stat facts;
+    if (::fstat(descriptor_.number(), &facts) != 0) return util::statusOf(-1);
+    if (const util::Status regular = util::regularFileStatus(facts); !regular.ok()) return regular;
+    stamp_ = util::stampOf(facts);
+    size_ = stamp_.size;
+    linkCount_ = static_cast<std::uint64_t>(facts.st_nlink);
+    return util::Status::success();
+}
+
+void AudioFile::openImage(std::shared_ptr<std::uint8_t[]> bytes, std::size_t size) {
+    close();
+    buffer_ = std::move(bytes);
+    capacity_ = headLength_ = size;
+    size_ = size;
+}
+
+void AudioFile::dropForeignBuffer() {
     // A buffer that somebody still looks at is left to him, and so is one that was only ever needed once.
     if (buffer_.use_count() > 1 || capacity_ > kLargestKeptBuffer) {
         buffer_.reset();
@@ -28,19 +58,14 @@ util::Status AudioFile::open(const std::string& path) {
     }
     // The last view may have been let go on another thread; what it read is done before we write.
     std::atomic_thread_fence(std::memory_order_acquire);
-    util::FileDescriptor opened = util::openForReading(path);
-    struct stat facts;
-    if (!opened.isOpen() || ::fstat(opened.number(), &facts) != 0) return util::statusOf(-1);
-    if (const util::Status regular = util::regularFileStatus(facts); !regular.ok()) return regular;
-    descriptor_ = std::move(opened);
-    size_ = static_cast<std::uint64_t>(facts.st_size);
-    return util::Status::success();
 }
 
 void AudioFile::close() {
     static_cast<void>(descriptor_.close());  // nothing was written
     size_ = 0;
     headLength_ = 0;
+    canUpdate_ = false;
+    stamp_ = {};
 }
 
 std::size_t AudioFile::readInto(std::uint64_t offset, std::span<std::uint8_t> target) const {

@@ -114,6 +114,31 @@ struct Dialect {
     /// System: whether a 2.4 frame is unsynchronised is asked of bit 0x80 and set in bit 0x02. Standard: 0x02 for both
     /// (ID3v2.4.0 structure 4.1.2).
     bool asksOtherUnsynchronisationBit = system;
+    /// System: a setter writes what it is given. Standard: an empty text, a number below 1 and an empty list of genres
+    /// take the frame away, and a total below 1 is not written.
+    bool writesEmptyValues = system;
+    /// System: genres, and what is set by a frame's identifier, are written in UTF-16, each genre with a NUL behind it.
+    /// Standard: like other text, in Latin-1 where that will do, with NULs between genres alone (ID3v2.4.0 frames 4.2).
+    bool writesSomeTextsInUTF16 = system;
+
+    // Changing and writing a tag.
+
+    /// System: a tag of which frames were dropped is not changed by that. Standard: it is.
+    bool ignoresDropsAsChange = system;
+    /// System: dropping a tag takes it for gone, while its bytes stay in front of the audio; where the copy would end
+    /// before the file does, nothing is done. Standard: its bytes are left out.
+    bool keepsBytesOfDroppedTag = system;
+    /// System: a footer's flag stays, and 10 zeros stand for it. Standard: the flag is left out, since a footer and
+    /// padding exclude each other (ID3v2.4.0 structure 3.4).
+    bool writesFooterAsZeros = system;
+    /// System: the flag for unsynchronisation is written as it was read. Standard: it is left out, and tags are not
+    /// unsynchronised, which all readers of today expect; a frame that was, stays so (ID3v2.4.0 structure 6).
+    bool keepsUnsynchronisationFlag = system;
+    /// System: an extended header is written with a plain size that does not count itself, its fields as they were.
+    /// Standard: as its version has it, with the size of the padding as it is now; one that holds a checksum is left
+    /// out (ID3v2.3.0 3.2, ID3v2.4.0 structure 3.2).
+    bool writesExtendedHeaderAsRead = system;
+
     /// System: clearing two flags of a 2.4 frame takes the new first byte from the second. Standard: from the first.
     bool clearsFlagsFromSecondByte = system;
 
@@ -128,8 +153,27 @@ struct Dialect {
     /// genre its first digit stays. Standard: the year is four digits and nothing else, the genre one byte.
     bool writesV1NumbersAsTerminatedText = system;
 
+    /// System: a v1 record that cannot be written because its file cannot be opened counts as written. Standard: no.
+    bool takesUnopenableForWritten = system;
+
     // The facade.
 
+    /// System: an examined file that has a v1 tag alone gets an empty v2 tag with its values. Standard: the v1 tag
+    /// answers for itself.
+    bool copiesV1TagOnExamination = system;
+    /// System: setTitle says no where the v1 record took the title. Standard: yes.
+    bool reversesResultOfV1Title = system;
+    /// System: a year, a genre of the v1 tag up to 125, and content that is set by a frame's identifier do not count as
+    /// changes to be written. Standard: they do.
+    bool overlooksSomeChanges = system;
+    /// System: an update writes a v1 record into every file. Standard: where one is present, or was asked for.
+    bool addsV1Record = system;
+    /// System: a genre above 125 becomes 0 in v1, and one without a number leaves v1 as it was. Standard: all that the
+    /// dictionary names have their number, and one without has 255, none.
+    bool limitsV1Genres = system;
+    /// System: a conversion makes an ID3v2.2 tag of revision `minor` from what has a getter. Standard: an ID3v2.`minor`
+    /// tag of all frames that have an equivalent.
+    bool convertsToVersion2ByMeaning = system;
     /// System: a file with a v2 tag is answered from that alone. Standard: what it lacks may come from the v1 tag,
     /// where the preference "V1 auto - fallback" says so.
     bool answersFromOneTag = system;

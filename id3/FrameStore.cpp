@@ -5,6 +5,28 @@
 
 namespace quillet {
 
+void FrameStore::insert(std::shared_ptr<id3V2Frame> frame, std::size_t position) {
+    const FrameID identifier = frame->getFrameID();
+    auto place = frames_.end();
+    std::size_t met = 0;
+    for (auto at = frames_.begin(); at != frames_.end(); ++at) {
+        if ((*at)->getFrameID() != identifier) continue;
+        place = at + 1;
+        if (met++ < position) continue;
+        place = at;
+        break;
+    }
+    frames_.insert(place, std::move(frame));
+}
+
+void FrameStore::removeAll(FrameID identifier) {
+    std::erase_if(frames_, [identifier](const auto& frame) { return frame->getFrameID() == identifier; });
+}
+
+bool FrameStore::remove(const id3V2Frame* frame) {
+    return std::erase_if(frames_, [frame](const auto& one) { return one.get() == frame; }) > 0;
+}
+
 const id3V2Frame* FrameStore::first(FrameID identifier) const {
     for (const auto& frame : frames_) {
         if (frame->getFrameID() == identifier) return frame.get();

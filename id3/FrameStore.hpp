@@ -21,6 +21,12 @@ class FrameStore {
         if (frames_.empty()) frames_.reserve(kUsualFrames);
         frames_.push_back(std::move(frame));
     }
+    /// Puts `frame` at `position` among those of its identifier, or behind them where there are fewer.
+    void insert(std::shared_ptr<id3V2Frame> frame, std::size_t position);
+    /// Takes all frames of an identifier out.
+    void removeAll(FrameID identifier);
+    /// Takes one frame out, the very object; false where it is not there.
+    bool remove(const id3V2Frame* frame);
     /// The first under the identifier, or null.
     const id3V2Frame* first(FrameID identifier) const;
     /// All under the identifier.

@@ -110,6 +110,7 @@ std::int32_t FrameWalk::cutToRoom(std::int64_t size) {
             : std::max<std::int64_t>(this->size() - currentFramePosition_ - layout_.headerLength, 0);
     noRoom_ = false;
     if (size > room) {
+        guessedRoom_ = true;
         size = room;
         if (dialect().guessesRoomForFrames) {
             noRoom_ = room <= 0;
@@ -156,7 +157,7 @@ std::optional<util::Data> FrameWalk::uncompressed(util::Bytes content, std::uint
 
 std::optional<util::Data> FrameWalk::formattedBody(const util::Data& content, const FormatFlags& flags) {
     if (flags.encrypted) {
-        remark("is encrypted");
+        note("is encrypted");
         return std::nullopt;
     }
     const bool statesLength = flags.statesLength || flags.compressed;
@@ -181,9 +182,14 @@ std::optional<util::Data> FrameWalk::formattedBody(const util::Data& content, co
 }
 
 std::shared_ptr<id3V2Frame> FrameWalk::formattedFrame(const util::Data& content, const FormatFlags& flags,
-                                                      std::uint8_t firstFlag, std::uint8_t secondFlag) {
-    if (auto body = formattedBody(content, flags)) return frameWith(std::move(body), firstFlag, secondFlag);
-    return std::make_shared<id3V2Frame>(getFrameID(), firstFlag, secondFlag, layout_.majorVersion, dialect());
+                                                      std::uint8_t firstFlag, std::uint8_t secondFlag,
+                                                      util::Data stored) {
+    auto body = formattedBody(content, flags);
+    auto frame =
+        body ? frameWith(std::move(body), firstFlag, secondFlag)
+             : std::make_shared<id3V2Frame>(getFrameID(), firstFlag, secondFlag, layout_.majorVersion, dialect());
+    frame->keepStored(std::move(stored));
+    return frame;
 }
 
 std::shared_ptr<id3V2Frame> FrameWalk::frameWith(std::optional<util::Data>&& body, std::uint8_t firstFlag,
@@ -198,8 +204,8 @@ std::shared_ptr<id3V2Frame> FrameWalk::frameWith(std::optional<util::Data>&& bod
     return {block_, &frame};
 }
 
-void FrameWalk::remark(std::string_view words) {
-    remarks_.add("frame " + getFrameID().text() + " " + std::string(words));
+std::string FrameWalk::remarkOf(std::string_view words) const {
+    return "frame " + getFrameID().text() + " " + std::string(words);
 }
 
 }  // namespace quillet

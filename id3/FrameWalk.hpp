@@ -43,6 +43,8 @@ class FrameWalk {
     std::uint32_t getFrameSetLength() const { return static_cast<std::uint32_t>(framesEndAt_ - frameOffset()); }
     /// What had to be guessed, cut or left out.
     const Remarks& remarks() const { return remarks_; }
+    /// Whether a frame was longer than there is room for, so that its end is a guess; in both dialects.
+    bool guessedRoom() const { return guessedRoom_; }
 
   protected:
     /// What differs by version.
@@ -108,11 +110,10 @@ class FrameWalk {
     /// the frame's `size` bytes; nullopt, with log lines, where it cannot be decompressed.
     std::optional<util::Data> uncompressed(util::Bytes content, std::uint32_t lengthAt, std::int32_t size);
     /// The frame whose body the standards' format flags make of `content`; without a body, and with a remark, where
-    /// that cannot be read.
+    /// that cannot be read. It keeps `stored`, what stands in the tag.
     std::shared_ptr<id3V2Frame> formattedFrame(const util::Data& content, const FormatFlags& flags,
-                                               std::uint8_t firstFlag, std::uint8_t secondFlag);
+                                               std::uint8_t firstFlag, std::uint8_t secondFlag, util::Data stored);
     std::optional<util::Data> formattedBody(const util::Data& content, const FormatFlags& flags);
-    /// Null without a body.
     /// Null without a body.
     std::shared_ptr<id3V2Frame> frameWith(std::optional<util::Data>&& body, std::uint8_t firstFlag,
                                           std::uint8_t secondFlag);
@@ -125,7 +126,10 @@ class FrameWalk {
     const Dialect& dialect() const { return *input_.dialect; }
     std::int64_t frameOffset() const { return static_cast<std::int32_t>(input_.frameOffset); }
     std::int64_t size() const { return static_cast<std::int64_t>(input_.tag.size()); }
-    void remark(std::string_view words);  ///< on the current frame
+    /// On the current frame: something is lost, or only odd.
+    void remark(std::string_view words) { remarks_.add(remarkOf(words)); }
+    void note(std::string_view words) { remarks_.note(remarkOf(words)); }
+    std::string remarkOf(std::string_view words) const;
 
     // Positions are indexes into the tag's bytes.
     FrameWalkInput input_;
@@ -136,6 +140,7 @@ class FrameWalk {
     std::int32_t length_ = 0;                ///< of the body behind it
     std::int64_t step_ = 0;                  ///< from there to the next frame's header
     std::int64_t framesEndAt_ = 0;
+    bool guessedRoom_ = false;
     bool noRoom_ = false;  ///< the guard left nothing of the current frame
     FrameInflater inflater_;
     Remarks remarks_;

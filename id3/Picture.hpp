@@ -8,7 +8,8 @@
 
 namespace quillet {
 
-/// A picture dictionary: one picture of a tag. The members stand for its keys.
+/// A picture dictionary: one picture of a tag. The members stand for its keys. To be written it may also be raw data,
+/// an image and nothing else: then it is a front cover of the format that its first bytes tell.
 struct Picture {
     util::Data image;         ///< "Image": a view on the frame's bytes
     std::string pictureType;  ///< "Picture Type": a name from decodeImageType

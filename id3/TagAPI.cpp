@@ -30,6 +30,9 @@ TagPreferences preferencesOf(const PropertyDictionary& dictionary) {
     preferences.parseV1WithoutV2 = FrameLibrary::flagOf(*values, "Parse V1 only if V2 does not exist");
     preferences.v1Fallback = FrameLibrary::flagOf(*values, "V1 auto - fallback");
     preferences.standardDialect = FrameLibrary::flagOf(*values, "Standard dialect");
+    preferences.writeV1Always = FrameLibrary::flagOf(*values, "Write V1 Always");
+    preferences.writeV2Always = FrameLibrary::flagOf(*values, "Write V2 Always");
+    preferences.dropV1 = FrameLibrary::flagOf(*values, "Drop V1");
     preferences.defaultMajor = numberAt(*values, "Default V2 tag - Major number");
     preferences.defaultMinor = numberAt(*values, "Default V2 tag - Minor number");
     return preferences;
@@ -86,16 +89,24 @@ std::unique_ptr<TagAPI> TagAPI::sibling() const {
 }
 
 bool TagAPI::examineFile(std::string path) {
+    const bool found = examine(std::move(path), AudioFile::Access::read);
+    file_.close();
+    return found;
+}
+
+bool TagAPI::examineForUpdate(std::string path) {
+    return examine(std::move(path), AudioFile::Access::update);
+}
+
+bool TagAPI::examine(std::string path, AudioFile::Access access) {
     releaseAttributes();
     path_ = std::move(path);
     parse_ = 0;
     parsedV1_ = false;
     modify_ = false;
-    openStatus_ = file_.open(path_);
+    openStatus_ = file_.open(path_, access);
     fileSize_ = file_.size();
-    const bool found = examineOpenFile();
-    file_.close();
-    return found;
+    return examineOpenFile();
 }
 
 bool TagAPI::examineOpenFile() {

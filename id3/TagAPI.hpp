@@ -14,6 +14,7 @@
 #include "id3/FrameLibrary.hpp"
 #include "id3/MP3Header.hpp"
 #include "id3/Remarks.hpp"
+#include "id3/SaveOptions.hpp"
 #include "id3/id3V1Tag.hpp"
 #include "id3/id3V2Tag.hpp"
 #include "util/PropertyValue.hpp"
@@ -34,12 +35,22 @@ struct TagPreferences {
     bool parseV1WithoutV2 = false;        ///< "Parse V1 only if V2 does not exist"
     bool v1Fallback = false;              ///< "V1 auto - fallback"
     bool standardDialect = false;         ///< "Standard dialect"
+    bool writeV1Always = false;           ///< "Write V1 Always"
+    bool writeV2Always = false;           ///< "Write V2 Always"
+    bool dropV1 = false;                  ///< "Drop V1"
     std::uint32_t defaultMajor = 0;       ///< "Default V2 tag - Major number"
     std::uint32_t defaultMinor = 0;       ///< "Default V2 tag - Minor number"
 };
 
+/// A frame that a conversion cannot take over, and why.
+struct FrameLoss {
+    std::string identifier;
+    std::string reason;
+};
+
 /// The one way to a file's metadata: its v2 tag, its v1 tag and its MPEG header behind getters that choose between
-/// them. Holds one file's state at a time; examination and the getters that follow it belong to one thread.
+/// them, setters that change both, and the update that writes what was changed. Holds one file's state at a time;
+/// examination and what follows it belong to one thread.
 class TagAPI {
   public:
     /// -init  Without a resource dictionary: every preference is off, no frame library, no genre names.
@@ -67,6 +78,9 @@ class TagAPI {
     /// -examineFile:  Forgets the previous file and reads this one, which is open only meanwhile. False where there is
     /// no audio frame to be found; the tags are then read all the same.
     bool examineFile(std::string path);
+    /// The same, and keeps the file open for the update that is to follow. openStatus tells of a file that cannot be
+    /// changed.
+    bool examineForUpdate(std::string path);
     /// -selectTag:  Which tag answers: 0 v2 with v1 as fallback, 1 v1 only, 2 v2 only. Above 2 is 2; below 0 acts like
     /// 0.
     void selectTag(std::int32_t which);
@@ -131,6 +145,57 @@ class TagAPI {
     bool v2TagPresent() const;
     std::uint32_t v2TagVersion() const;
 
+    // Changing the tags in memory (TagAPISetters.cpp). Each answers what the v2 tag's setter did, or false where the v1
+    // tag cannot be read or refuses, and marks the file as modified; Dialect names the exceptions.
+
+    bool setTitle(std::string_view title);
+    bool setArtist(std::string_view artist);
+    bool setAlbum(std::string_view album);
+    bool setComments(std::string_view comment);
+    bool setYear(std::int32_t year);
+    bool setTrack(std::int32_t track, std::int32_t totalTracks);
+    bool setDisk(std::int32_t disk, std::int32_t totalDisks);
+    /// -setGenreName:  False for none. A genre dictionary of the caller's learns names that it does not know.
+    bool setGenreName(const std::vector<std::string>& genres);
+    bool setEncodedBy(const std::optional<std::string>& encoder);
+    bool setComposer(const std::optional<std::string>& composer);
+    /// These two the v2 tag alone has.
+    bool setAlbumArtist(std::string_view artist);
+    bool setImages(const std::vector<Picture>& pictures);
+    bool setFrame(std::shared_ptr<id3V2Frame> frame, bool replace);
+    bool setFrames(FrameArray frames);
+    /// -setContent:forFrame:  Beside what is there.
+    bool setContent(const std::vector<FrameContent>& contents, std::string_view identifier);
+    /// -dropFrame:  All frames of the identifier; false without a v2 tag.
+    bool dropFrame(FrameID identifier);
+    /// -newTag:, -dropTag:  Nothing; always false.
+    static bool newTag(std::int32_t) { return false; }
+    static bool dropTag(std::int32_t) { return false; }
+
+    // From one tag to another, and into the file (TagAPIConversion.cpp, TagAPIUpdate.cpp).
+
+    /// -copyV1TagToV2Tag  Title, artist, album, year, track, genre and comment; true where each was set. False, with a
+    /// log line, without a v1 tag. The v1 tag answers afterwards.
+    bool copyV1TagToV2Tag();
+    /// -copyV2TagToV1Tag  The same the other way; the v2 tag stays as it is.
+    bool copyV2TagToV1Tag();
+    /// -convertTagToV2:  Puts a tag of version 2.`minor` (standard dialect; an ID3v2.2 tag of revision `minor` in the
+    /// system's) in the place of the v2 tag, and writes it. True where each value could be set; in the standard dialect
+    /// where it was written too.
+    bool convertTagToV2(std::uint32_t minor);
+    /// Standard dialect: the same in memory only, for updateFile to write. Answers what it had to leave out; nullopt
+    /// for a version that cannot be written.
+    std::optional<std::vector<FrameLoss>> convertInMemory(std::uint32_t minor);
+    /// -updateFile  Writes what was changed: 0 all written, or nothing to write; -1 the v2 tag could not be, -2 the v1
+    /// tag, -3 both. saveProblem tells why.
+    std::int32_t updateFile();
+    /// Whether anything was changed since the file was examined.
+    bool isModified() const { return modify_; }
+    /// For the updates to come, of this and further files.
+    void setSaveOptions(const SaveOptions& options) { saveOptions_ = options; }
+    /// Why the last update or conversion did not write something, fit to stand behind the file's name; "" where it did.
+    std::string saveProblem() const;
+
     const Dialect& dialect() const { return preferences_.standardDialect ? kStandardDialect : kSystemDialect; }
     /// Why the examined file could not be opened; success otherwise.
     util::Status openStatus() const { return openStatus_; }
@@ -140,6 +205,9 @@ class TagAPI {
   private:
     void useDictionary(std::shared_ptr<const util::PropertyDictionary> dictionary);
     bool examineOpenFile();
+    bool examine(std::string path, AudioFile::Access access);
+    /// The state that an update needs: both tags on the file as it is now, open for changing.
+    bool openForUpdate();
     /// Whether the v2 tag is asked, and then, where that had no answer, whether the v1 tag is: the rule that all
     /// getters with a fallback share. The v1 tag is read by that where it was not yet.
     bool asksV2() const { return parse_ != 1 && v2TagPresent(); }
@@ -172,6 +240,7 @@ class TagAPI {
     std::string path_;
     std::uint64_t fileSize_ = 0;
     util::Status openStatus_ = util::Status::success();
+    SaveOptions saveOptions_;
 };
 
 }  // namespace quillet

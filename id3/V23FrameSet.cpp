@@ -25,7 +25,7 @@ V23FrameSet::V23FrameSet(const FrameWalkInput& input, FrameStore& frames)
 
 std::shared_ptr<id3V2Frame> V23FrameSet::getFrame() {
     const std::int32_t length = knownLength();
-    if (isOld(header_.identifier)) remark("stands under an identifier of version 2.2");
+    if (isOld(header_.identifier)) note("stands under an identifier of version 2.2");
     const std::uint8_t first = header_.firstFlag;
     const std::uint8_t second = header_.secondFlag;
     if (dialect().readsFormatFieldsAtFixedPlaces && (second & kCompressed) != 0) {
@@ -40,7 +40,7 @@ std::shared_ptr<id3V2Frame> V23FrameSet::getFrame() {
     const FormatFlags flags{.grouped = (second & kGrouped) != 0,
                             .encrypted = (second & kEncrypted) != 0,
                             .compressed = (second & kCompressed) != 0};
-    return formattedFrame(*body, flags, first, second);
+    return formattedFrame(*body, flags, first, second, *body);
 }
 
 bool V23FrameSet::isIdentifier(FrameID identifier) const {

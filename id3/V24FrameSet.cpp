@@ -51,7 +51,7 @@ V24FrameSet::V24FrameSet(const FrameWalkInput& input, FrameStore& frames, bool i
       iTunes_(iTunes) {
     if (!dialect().switchesToPlainSizesMidway && hasPlainSizes()) {
         iTunesFlag_ = true;
-        remarks_.add("the sizes of the frames are plain numbers");
+        remarks_.note("the sizes of the frames are plain numbers");
     }
     walk(frames);
 }
@@ -117,7 +117,8 @@ std::shared_ptr<id3V2Frame> V24FrameSet::formattedFrameOf(std::int32_t length, s
                                                           std::uint8_t second) {
     const auto header = static_cast<std::size_t>(currentFramePosition_) + kFrameHeaderLength;
     const auto rest = input_.tag.slice(header, input_.tag.size() - header);
-    if (!rest) return nullptr;
+    if (!rest || length < 0) return nullptr;
+    const auto stated = std::min(static_cast<std::size_t>(length), rest->size());
     const util::Data bytes = synchronised(*rest, second, length);
     if (dialect().readsFormatFieldsAtFixedPlaces && (second & kCompressed) != 0)
         // Meant so: the length is looked for one byte late; its last byte is the stream's first.
@@ -129,7 +130,10 @@ std::shared_ptr<id3V2Frame> V24FrameSet::formattedFrameOf(std::int32_t length, s
                             .encrypted = (second & kEncrypted) != 0,
                             .compressed = (second & kCompressed) != 0,
                             .statesLength = (second & kStatesLength) != 0};
-    return formattedFrame(*body, flags, first, second);
+    if ((second & kFormatFlags) == 0) return frameWith(std::move(body), first, second);
+    // What is not marked so is written without unsynchronisation, as the whole tag is.
+    util::Data stored = (second & kUnsynchronised) != 0 ? *rest->slice(0, stated) : *body;
+    return formattedFrame(*body, flags, first, second, std::move(stored));
 }
 
 util::Data V24FrameSet::synchronised(const util::Data& rest, std::uint8_t flags, std::int32_t& length) {

@@ -9,6 +9,7 @@
 #include "id3/AudioFile.hpp"
 #include "id3/Dialect.hpp"
 #include "id3/Limits.hpp"
+#include "id3/SaveOptions.hpp"
 
 namespace quillet {
 
@@ -54,6 +55,18 @@ class id3V1Tag {
     /// -getString:length:  One field, without zeros, spaces, carriage returns, line feeds and tabs at its ends.
     std::string getString(std::size_t position, std::size_t length) const;
 
+    void setSaveOptions(const SaveOptions& options) { saveOptions_ = options; }
+    /// -writeTag  Puts the record over the one at the file's end, or behind that end where none begins with "TAG". True
+    /// without doing anything where nothing was changed. False, with the error set and the file as it was, where that
+    /// fails; in the system dialect a file that cannot be opened is true.
+    bool writeTag();
+    /// The same of a file that is open for changing, and is refreshed then.
+    bool writeTag(AudioFile& file);
+    /// -dropTag  Cuts the file's last 128 bytes off where they begin with "TAG". False for a file that is shorter than
+    /// a record or cannot be changed, and while no record is held. The record stays in memory.
+    bool dropTag();
+    bool dropTag(AudioFile& file);
+
     /// -newTag  An empty record, changed. Whether one is present stays as it is.
     bool newTag();
 
@@ -80,6 +93,7 @@ class id3V1Tag {
     std::optional<std::string> errorDescription_;
     std::string path_;
     std::uint64_t fileSize_ = 0;
+    SaveOptions saveOptions_;
 };
 
 }  // namespace quillet

@@ -14,11 +14,20 @@ id3V2Frame::id3V2Frame(FrameID frameID, std::uint8_t firstFlag, std::uint8_t sec
     : frameID_(frameID), majorVersion_(version), flagByte1_(firstFlag), flagByte2_(secondFlag), dialect_(&dialect) {}
 
 std::uint32_t id3V2Frame::length() const {
-    return length_ + (majorVersion_ < 3 ? kFrameHeaderLength20 : kFrameHeaderLength);
+    return (stored_ ? static_cast<std::uint32_t>(stored_->size()) : length_) +
+           (majorVersion_ < 3 ? kFrameHeaderLength20 : kFrameHeaderLength);
 }
 
 bool id3V2Frame::isEqual(const id3V2Frame& other) const {
     return frameID_ == other.frameID_ && frame_ == other.frame_ && length() == other.length();
+}
+
+bool id3V2Frame::isWrittenLike(const id3V2Frame& other) const {
+    const auto storedAlike = [&] {
+        return stored_ && other.stored_ ? *stored_ == *other.stored_ : stored_ == other.stored_;
+    };
+    return frameID_ == other.frameID_ && flagByte1_ == other.flagByte1_ && flagByte2_ == other.flagByte2_ &&
+           frame_ == other.frame_ && storedAlike();
 }
 
 bool id3V2Frame::isFlagSet(std::uint8_t byte, std::uint8_t mask3, std::uint8_t mask4) const {

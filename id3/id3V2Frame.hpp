@@ -49,7 +49,7 @@ class id3V2Frame {
     const std::optional<util::Data>& getRawFrameData() const { return frame_; }
     /// -getFrameLength  Bytes of the body.
     std::uint32_t getFrameLength() const { return length_; }
-    /// -length  Bytes of the frame in a tag: the body and a header of 6 or 10 bytes.
+    /// -length  Bytes of the frame in a tag: the body, or what is kept in its place, and a header of 6 or 10 bytes.
     std::uint32_t length() const;
     std::uint8_t flagByte1() const { return flagByte1_; }
     std::uint8_t flagByte2() const { return flagByte2_; }
@@ -69,8 +69,16 @@ class id3V2Frame {
     /// -getGenreFromFrame  Always nullopt; nothing asks for a single genre.
     std::optional<std::string> getGenreFromFrame() const { return std::nullopt; }
     /// -getCompleteRawFrame  Header and body as they stand in a tag, compressed and unsynchronised where the flags say
-    /// so. nullopt without a body, or where compression fails or does not shrink the body.
+    /// so. nullopt without a body, or where compression fails or does not shrink the body. A frame that was read with
+    /// fields or in a form of its own, and whose body nobody has replaced since, is as it was read (standard dialect).
     std::optional<util::Data> getCompleteRawFrame() const;
+    /// The same with a size field of the style given: plain, or by the version (synchsafe in 2.4).
+    std::optional<util::Data> completeRawFrame(bool plainSize) const;
+    /// Keeps what stands behind the header in the tag, where the body is not the same: with the fields that the flags
+    /// announce, compressed, encrypted, unsynchronised. A writer that replaces the body forgets it.
+    void keepStored(util::Data stored) { stored_ = std::make_shared<const util::Data>(std::move(stored)); }
+    /// Whether both would be written alike.
+    bool isWrittenLike(const id3V2Frame& other) const;
 
     /// Flags, by the version's own bits; version 2 has none and answers false.
     bool compress() const;
@@ -97,7 +105,8 @@ class id3V2Frame {
     bool setReadOnly(bool value);
     bool setUnsynch(bool value);
     /// -writeImage:  Replaces the body with a picture frame's, so that the picture readers of id3V2Tag find the picture
-    /// again. A type that is no name of decodeImageType is written as 0, a format of 2.2 has three characters.
+    /// again. A type that is no name of decodeImageType is written as 0, or where there is none as a front cover; a
+    /// MIME type that is missing is told from the image. A format of 2.2 has three characters.
     bool writeImage(const Picture& picture);
     /// -iTunesV24Compat  Marks the frame as one of a 2.4 tag with plain sizes, so that it is written back so.
     void iTunesV24Compat() { iTunesV24Compat_ = true; }
@@ -134,6 +143,8 @@ class id3V2Frame {
     std::string encodedText(std::string_view text, std::int32_t coding) const;
     /// How many zeros end a text that replaces another.
     std::size_t zerosBehind(std::int32_t coding) const;
+    /// A header of 2.3 or 2.4 and what stands behind it.
+    util::Data rawFrame(const util::Data& content, std::uint8_t formatFlags, bool plainSize) const;
     void setBody(std::string bytes);
     /// The first `length_` bytes of the body; none without one.
     util::Bytes body() const;
@@ -143,6 +154,7 @@ class id3V2Frame {
     std::string textWithNuls() const;
 
     std::optional<util::Data> frame_;
+    std::shared_ptr<const util::Data> stored_;  ///< null where the body is what stands in the tag
     std::uint32_t length_ = 0;
     FrameID frameID_;
     std::int32_t majorVersion_;

@@ -109,6 +109,7 @@ bool id3V2Frame::writeCommentToFrame(std::string_view text, std::string_view lan
 
 bool id3V2Frame::appendDataToFrame(const util::Data& data, bool newFrame) {
     if (newFrame || !frame_) {
+        stored_.reset();
         frame_ = data;
         length_ = util::lowBits<std::uint32_t>(data.size());
         return true;
@@ -120,8 +121,13 @@ bool id3V2Frame::appendDataToFrame(const util::Data& data, bool newFrame) {
 }
 
 std::optional<util::Data> id3V2Frame::getCompleteRawFrame() const {
-    if (!frame_) return std::nullopt;
+    return completeRawFrame(majorVersion_ == 3 || iTunesV24Compat_);
+}
+
+std::optional<util::Data> id3V2Frame::completeRawFrame(bool plainSize) const {
     if (majorVersion_ > 4) return util::Data();
+    if (stored_) return rawFrame(*stored_, flagByte2_, plainSize);
+    if (!frame_) return std::nullopt;
     if (majorVersion_ <= 2) {
         std::string raw = identifierText(frameID_, 3);
         raw += write2FrameLength(length_).value_or("");
@@ -140,14 +146,17 @@ std::optional<util::Data> id3V2Frame::getCompleteRawFrame() const {
         working = (packed ? bigEndian(length_, 4, 7) : bigEndian(length_, 4, 8)) + *stream;
     }
     if (unsynch()) working = unsynchronised(working);
+    return rawFrame(dataOf(std::move(working)), formatFlags, plainSize);
+}
 
-    const auto size = util::lowBits<std::uint32_t>(working.size());
+util::Data id3V2Frame::rawFrame(const util::Data& content, std::uint8_t formatFlags, bool plainSize) const {
+    const auto size = util::lowBits<std::uint32_t>(content.size());
     std::string raw = identifierText(frameID_, 4);
-    raw.reserve(kFrameHeaderLength + working.size());
-    raw += majorVersion_ == 3 || iTunesV24Compat_ ? write3FrameLength(size) : write4FrameLength(size).value_or("");
+    raw.reserve(kFrameHeaderLength + content.size());
+    raw += plainSize ? write3FrameLength(size) : write4FrameLength(size).value_or("");
     raw += static_cast<char>(flagByte1_);
     raw += static_cast<char>(formatFlags);
-    raw += working;
+    raw += util::charactersOf(content.bytes());
     return dataOf(std::move(raw));
 }
 
@@ -209,6 +218,7 @@ std::size_t id3V2Frame::zerosBehind(std::int32_t coding) const {
 }
 
 void id3V2Frame::setBody(std::string bytes) {
+    stored_.reset();
     frame_ = dataOf(std::move(bytes));
     length_ = util::lowBits<std::uint32_t>(frame_->size());
 }

@@ -17,6 +17,7 @@
 #include "id3/FrameWalk.hpp"
 #include "id3/Picture.hpp"
 #include "id3/Remarks.hpp"
+#include "id3/SaveOptions.hpp"
 #include "util/Data.hpp"
 
 namespace quillet {
@@ -30,8 +31,9 @@ struct ResolvedFrame {
     const util::PropertyDictionary* record = nullptr;
 };
 
-/// The ID3v2 tag of one file in memory: finding and reading it (id3V2TagHeader.cpp, id3V2TagReading.cpp), and its
-/// content by meaning (id3V2TagContent.cpp, id3V2TagPictures.cpp).
+/// The ID3v2 tag of one file in memory: finding and reading it (id3V2TagHeader.cpp, id3V2TagReading.cpp), its content
+/// by meaning (id3V2TagContent.cpp, id3V2TagPictures.cpp), changing that (id3V2TagSetters.cpp) or single frames
+/// (id3V2TagFrames.cpp), and writing (id3V2TagRendering.cpp, id3V2TagWriting.cpp).
 class id3V2Tag {
   public:
     /// -initWithFrameDictionary:  An empty tag without a file.
@@ -93,8 +95,54 @@ class id3V2Tag {
     /// -frameList  The identifiers that are present, in the order in which they were met.
     std::vector<std::string> frameList() const;
     const FrameStore& frames() const { return frameSet_; }
+    /// -addUpdateFrame:replace:frame:  Files `frame` at `position` among those of its identifier (below 0 is 0), in
+    /// place of the one there where `replace` says so. False for null.
+    bool addUpdateFrame(std::shared_ptr<id3V2Frame> frame, bool replace, std::int32_t position);
+    /// -setFrames:  In place of all frames of the first one's identifier. False for none.
+    bool setFrames(FrameArray frames);
+    /// -dropFrame:frame:  The frame at `index` among those of the identifier, all of them below 0. True, but for an
+    /// index at which there is none.
+    bool dropFrame(FrameID identifier, std::int32_t index);
+    /// -dropFrame:  This very frame. False for null, and for one that is not there while others of its identifier are.
+    bool dropFrame(const std::shared_ptr<id3V2Frame>& frame);
     /// -newTag:minor:  An empty tag of that version with 2,048 bytes of padding. Whether a tag is present stays.
     bool newTag(std::uint32_t major, std::uint32_t minor);
+
+    // The flags of the tag's header: each false, changing nothing, for a version without it. None counts as a change.
+    bool setTagUnsynch(bool value);
+    bool setCompressTag(bool value);
+    bool setExtendedHeader(bool value);  ///< false also lets go of the extended header
+    bool setFooter(bool value);
+
+    // Writing. Where one of these answers false the file is as it was, and getErrorDescription tells why.
+
+    /// -setPath:  The file to write to; always true.
+    bool setPath(const std::string& path);
+    void setSaveOptions(const SaveOptions& options) { saveOptions_ = options; }
+    /// -writeTag  Puts the tag at the file's front: in place where it takes the same room as the one there, else by a
+    /// rewrite that copies all but that one. The audio, and whatever else the tag did not take, stays as it is. True
+    /// without doing anything where nothing was changed. False where the file was changed since it was read, where what
+    /// is behind the tag's frames is not known to be padding, and where what would be written could not be read back.
+    bool writeTag();
+    /// The same of a file that is open for changing; after a rewrite `file` is closed.
+    bool writeTag(AudioFile& file);
+    /// -dropTag:  Takes the tag out of the file, and with `newTag` leaves an empty one of the same version in memory.
+    /// System dialect: by its stated copy, which leaves the bytes where they are. False where there is no tag.
+    bool dropTag(bool newTag);
+    bool dropTag(AudioFile& file, bool newTag);
+    /// Takes the place of `old` in the same file, so that writing this one replaces that one.
+    void takePlaceOf(const id3V2Tag& old);
+    /// The file was changed by somebody who knows this tag, and left it where it is.
+    void followFile(const util::FileStamp& stamp);
+    /// -renderHeader  10 bytes: marker, version, flags and tagLength.
+    std::string renderHeader() const;
+    /// -renderExtendedHeader  Its size field and what is behind that.
+    std::string renderExtendedHeader() const;
+    /// -writePackedLength:  Four synchsafe bytes; nullopt from 2^29 on, and from 2^28 on without the high bit.
+    static std::optional<std::string> writePackedLength(std::uint32_t length);
+    std::int32_t getErrorCode() const { return errorNo_; }
+    /// Why the last save was refused, fit to stand behind the file's name; nullopt after one that was not.
+    const std::optional<std::string>& getErrorDescription() const { return errorDescription_; }
 
     // Content. Absent is nullopt for text, "" for composer and encoder, -1 (in the standard dialect 0) for numbers.
 
@@ -121,6 +169,28 @@ class id3V2Tag {
     std::optional<std::string> getComments() const;
     /// -getImage  All pictures in tag order; empty where there are none.
     std::vector<Picture> getImage() const;
+
+    // Setters: each puts its frame in place of the one there and answers whether it did. False for a version that is
+    // not known.
+
+    /// -setContent:forFrame:replace:  Frames of an identifier of any version, one for each content, or of the first
+    /// alone where the library allows but one. With `replace`, those that are there stay behind the new ones. False,
+    /// with a log line, where the identifier cannot be resolved, and without content.
+    bool setContent(const std::vector<FrameContent>& contents, std::string_view identifier, bool replace);
+    bool setTitle(std::string_view title);
+    bool setArtist(std::string_view artist);
+    bool setAlbumArtist(std::string_view artist);
+    bool setAlbum(std::string_view album);
+    bool setComposer(const std::optional<std::string>& composer);
+    bool setEncodedBy(const std::optional<std::string>& encoder);
+    bool setYear(std::int32_t year);
+    bool setTrack(std::int32_t track, std::int32_t totalTracks);
+    bool setDisk(std::int32_t disk, std::int32_t totalDisks);
+    bool setGenreName(const std::vector<std::string>& genres);
+    /// -setComments:  In place of all comments but those that programs wrote for themselves.
+    bool setComments(std::string_view comment);
+    /// -setImages:  In place of all pictures; none drops them.
+    bool setImages(const std::vector<Picture>& pictures);
 
     /// -numberInSetString:  3 of "3/12" and of "3"; 0 where nothing is.
     static std::int32_t numberInSetString(std::string_view text);
@@ -150,7 +220,36 @@ class id3V2Tag {
     /// Its size field included; 0 without one.
     std::uint32_t extendedHeaderLength() const;
     bool isReadable();
+    /// Notes where in the file the tag stands, of which the frames end `framesEnd` bytes behind its header.
+    void noteExtent(const util::Data& tag, std::int64_t framesEnd);
     void walkFrames(FrameWalkInput input);
+
+    /// A tag as it is to stand in a file.
+    struct Image {
+        std::shared_ptr<std::uint8_t[]> bytes;  ///< with some zeros behind, as a reader's last look passes the end
+        std::size_t size = 0;
+        std::uint32_t flags = 0;
+        std::uint32_t padding = 0;
+        std::uint32_t framesLength = 0;
+    };
+    /// The frames in the order in which they are written: the frames of an identifier stay in theirs, comments and
+    /// small frames stand in front.
+    FrameArray framesInWritingOrder() const;
+    /// All frames as bytes; nullopt, with the error set, where one cannot be written.
+    std::optional<std::string> renderFrames(const FrameArray& order);
+    std::optional<Image> renderImage(const std::string& frames, std::uint64_t padding);
+    /// Whether a reader of `image` finds this tag and these frames.
+    bool readsBack(const Image& image, const FrameArray& order) const;
+    bool saveImage(AudioFile& file, const Image& image, bool inPlace);
+    /// Whether the file may be saved at all, and is the one that was read.
+    bool maySave(AudioFile& file);
+    /// The parts of the file that stay when the tag goes; nullopt, with the error set, where that cannot be told.
+    std::optional<std::vector<util::FileRange>> rangesWithoutTag(std::uint64_t fileSize);
+    bool openForSave(AudioFile& file);
+    bool replaceFile(AudioFile& file, util::Bytes front, const std::vector<util::FileRange>& kept);
+    /// Sets the error; false.
+    bool refuse(std::string reason);
+
     /// The first frame of a field; null where the tag is absent or of a version that is not known.
     const id3V2Frame* fieldFrame(const FieldIdentifiers& identifiers) const;
     std::optional<std::string> fieldText(const FieldIdentifiers& identifiers) const;
@@ -184,6 +283,18 @@ class id3V2Tag {
     std::int32_t errorNo_ = 0;
     std::optional<std::string> errorDescription_;
     Remarks remarks_;
+
+    /// What of the file the tag takes.
+    struct Extent {
+        std::uint64_t begin = 0;
+        std::uint64_t framesEnd = 0;
+        std::uint64_t end = 0;
+        bool isCertain = false;  ///< all in it is header, frames and zeros
+    };
+    Extent extent_;
+    bool guessedLength_ = false;            ///< of the tag, its extended header or a frame, while it is read
+    std::optional<util::FileStamp> stamp_;  ///< of the file when it was read or written last; none for a new tag
+    SaveOptions saveOptions_;
 };
 
 }  // namespace quillet

@@ -71,6 +71,7 @@ std::int32_t id3V2Tag::readExtendedHeader(const util::Data& tag) {
                 "Problem detected when parsing v2 tag: extendedHeaderLength > tag length, guessing extended "
                 "header length");
             length = room;
+            guessedLength_ = true;
         }
     } else {
         // Some taggers set the flag and write none; no size is as large as an identifier would be.
@@ -85,6 +86,7 @@ std::int32_t id3V2Tag::readExtendedHeader(const util::Data& tag) {
                                     : std::int64_t{synchsafe(size)} - kExtendedSizeLength;
         if (length < 0 || length > room) {
             remarks_.add("the extended header does not have the length it states");
+            guessedLength_ = true;
             length = length < 0 ? 0 : room;
         }
     }

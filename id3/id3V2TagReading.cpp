@@ -49,6 +49,8 @@ void id3V2Tag::reset(const std::string& path) {
     extendedHeader_.reset();
     frameSet_ = FrameStore();
     remarks_.clear();
+    extent_ = {};
+    stamp_.reset();
 }
 
 bool id3V2Tag::getTag() {
@@ -63,6 +65,7 @@ std::uint64_t id3V2Tag::searchedAtOnce() const {
 bool id3V2Tag::readFrom(AudioFile& file) {
     remarks_.clear();
     fileSize_ = file.size();
+    stamp_ = file.stamp();
     const std::uint64_t searched = searchedAtOnce();
     bool found = false;
     for (std::uint64_t base = 0;; base += searched - kBlockOverlap) {
@@ -84,6 +87,8 @@ bool id3V2Tag::readTag(AudioFile& file, const util::Data& block, std::uint64_t b
     cutToFile(start);
     positionInFile_ = util::lowBits<std::uint32_t>(start);
     present_ = true;
+    // What stands until it is known better: a tag of which nothing can be told.
+    extent_ = {start, start + kTagHeaderLength, start + kTagHeaderLength + tagLength_, false};
 
     const bool large = std::uint64_t{tagLength_} + position + kTagHeaderLength > searchedAtOnce();
     // Not for a tag far into the file: all before it would be read.
@@ -93,13 +98,17 @@ bool id3V2Tag::readTag(AudioFile& file, const util::Data& block, std::uint64_t b
 
     const std::int32_t skip = extendedHeader() ? readExtendedHeader(tag) : 0;
     if (!isReadable()) return false;
+    std::int64_t framesBegin = skip;
 
     FrameWalkInput input;
     if (large || !dialect_->walksPastTheTag) {
         const auto front = static_cast<std::size_t>(std::max(skip, 0));
         input.tag = tag.slice(front, tag.size() - std::min(front, tag.size())).value_or(util::Data());
         // Meant so: what the bytes start behind already is passed over once more.
-        if (large && dialect_->passesExtendedHeaderTwice) input.frameOffset = static_cast<std::uint32_t>(skip);
+        if (large && dialect_->passesExtendedHeaderTwice) {
+            input.frameOffset = static_cast<std::uint32_t>(skip);
+            framesBegin += skip;
+        }
     } else {
         input.tag = block;
         input.frameOffset = position + kTagHeaderLength + static_cast<std::uint32_t>(skip);
@@ -109,11 +118,22 @@ bool id3V2Tag::readTag(AudioFile& file, const util::Data& block, std::uint64_t b
         input.frameOffset = 0;
     }
     walkFrames(std::move(input));
+    noteExtent(tag, framesBegin + frameSetLength_);
     frameSetLength_ += removed;  // as they stand in the file
     return true;
 }
 
+void id3V2Tag::noteExtent(const util::Data& tag, std::int64_t framesEnd) {
+    const auto used = static_cast<std::size_t>(std::clamp<std::int64_t>(framesEnd, 0, std::int64_t{tagLength_}));
+    extent_.framesEnd = extent_.begin + kTagHeaderLength + used;
+    if (footer() && !dialect_->writesFooterAsZeros) extent_.end += kTagHeaderLength;  // a footer is as long as a header
+    // Bytes that a reversal of unsynchronisation took out are none that count for a padding.
+    const auto rest = tag.slice(used, tag.size() - std::min(used, tag.size()));
+    extent_.isCertain = !guessedLength_ && rest && isPadding(rest->bytes()) && extent_.end <= fileSize_;
+}
+
 void id3V2Tag::cutToFile(std::uint64_t start) {
+    guessedLength_ = start + kTagHeaderLength + tagLength_ > fileSize_;
     const std::uint32_t header = dialect_->countsHeaderInCutTag ? 0 : kTagHeaderLength;
     if (start + header + tagLength_ <= fileSize_) return;
     tagLength_ = util::lowBits<std::uint32_t>(fileSize_ - start - header);
@@ -157,7 +177,8 @@ void id3V2Tag::walkFrames(FrameWalkInput input) {
     frameSet_ = FrameStore();
     const auto take = [this](const FrameWalk& walk) {
         frameSetLength_ = walk.getFrameSetLength();
-        for (const std::string& remark : walk.remarks().all()) remarks_.add(remark);
+        remarks_.add(walk.remarks());
+        guessedLength_ = guessedLength_ || walk.guessedRoom();
     };
     switch (majorVersion_) {
         case 3:

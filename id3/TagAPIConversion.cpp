@@ -1,0 +1,3 @@
+#include "id3/TagAPI.hpp"
+
+namespace quillet {}

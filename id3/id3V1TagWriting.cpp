@@ -1,0 +1,3 @@
+#include "id3/id3V1Tag.hpp"
+
+namespace quillet {}

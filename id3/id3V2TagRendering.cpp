@@ -1,0 +1,3 @@
+#include "id3/id3V2Tag.hpp"
+
+namespace quillet {}
