@@ -52,8 +52,6 @@ Status syncFolderOf(const std::string& path);
 
 /// Copies from where `from` stands to its end. `stop` as copyFile has it.
 Status copyContent(int from, int to, bool (*stop)());
-/// Copies the bytes [begin, end) of `from`, whose position stays, to where `to` stands. EIO where `from` ends before.
-Status copyRange(int from, std::uint64_t begin, std::uint64_t end, int to);
 
 /// Which extended attributes may stay behind where they cannot be kept: those that the system attaches by its own rules
 /// ("security.", "trusted."), or all.

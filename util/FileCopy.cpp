@@ -2,7 +2,6 @@
 #include <sys/time.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <vector>
 
 #include "util/FileCalls.hpp"
@@ -13,27 +12,11 @@ namespace {
 
 /// How much is copied before `stop` is asked again, in bytes.
 constexpr std::size_t kChunk = std::size_t{8} << 20;
-/// What is read at once where the kernel does not copy, in bytes.
-constexpr std::size_t kBuffer = std::size_t{128} << 10;
 
 /// Copies one chunk inside the kernel; false once it has nothing more to give, at the end or because it cannot.
 bool copyChunkInKernel([[maybe_unused]] int from, [[maybe_unused]] int to) {
 #ifdef __linux__
     return retried([&] { return ::copy_file_range(from, nullptr, to, nullptr, kChunk, 0); }) > 0;
-#else
-    return false;
-#endif
-}
-
-/// The same for a chunk that begins at `begin` and ends at `end` at the latest; moves `begin` on.
-bool copyRangeInKernel([[maybe_unused]] int from, [[maybe_unused]] std::uint64_t& begin,
-                       [[maybe_unused]] std::uint64_t end, [[maybe_unused]] int to) {
-#ifdef __linux__
-    const auto size = static_cast<std::size_t>(std::min<std::uint64_t>(end - begin, kChunk));
-    auto offset = static_cast<off_t>(begin);
-    const ssize_t count = retried([&] { return ::copy_file_range(from, &offset, to, nullptr, size, 0); });
-    if (count > 0) begin += static_cast<std::uint64_t>(count);
-    return count > 0;
 #else
     return false;
 #endif
@@ -70,7 +53,7 @@ Status copyContent(int from, int to, bool (*stop)()) {
 
     // From where the kernel left off. It may have refused to copy between these files, or have taken a file without a
     // size of its own for empty: reading finds out, and gives a real error its name.
-    std::vector<std::uint8_t> buffer(kBuffer);
+    std::vector<std::uint8_t> buffer(std::size_t{128} << 10);
     for (std::size_t sinceAsked = 0;;) {
         const ssize_t count = retried([&] { return ::read(from, buffer.data(), buffer.size()); });
         if (count < 0) return Status::failure(errno);
@@ -82,23 +65,6 @@ Status copyContent(int from, int to, bool (*stop)()) {
         if (stopped()) return Status::failure(EINTR);
         sinceAsked = 0;
     }
-}
-
-Status copyRange(int from, std::uint64_t begin, std::uint64_t end, int to) {
-    while (begin < end && copyRangeInKernel(from, begin, end, to)) {
-    }
-    // As above: from where the kernel left off, and it is these calls that name an error.
-    std::vector<std::uint8_t> buffer(begin < end ? kBuffer : 0);
-    while (begin < end) {
-        const auto size = static_cast<std::size_t>(std::min<std::uint64_t>(end - begin, buffer.size()));
-        const ssize_t count = retried([&] { return ::pread(from, buffer.data(), size, static_cast<off_t>(begin)); });
-        if (count < 0) return Status::failure(errno);
-        if (count == 0) return Status::failure(EIO);
-        const Bytes piece = Bytes(buffer).first(static_cast<std::size_t>(count));
-        if (const Status written = writeAll(to, piece); !written.ok()) return written;
-        begin += piece.size();
-    }
-    return Status::success();
 }
 
 #ifdef __APPLE__

@@ -1,6 +1,5 @@
 #include "util/FileRewrite.hpp"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -9,6 +8,7 @@
 #include <memory>
 #include <utility>
 
+#include "util/ContentWriter.hpp"
 #include "util/FileCalls.hpp"
 
 namespace quillet::util {
@@ -95,12 +95,15 @@ Status giveAttributes(WorkingFile& working, const std::string& target, const str
 }
 
 Status makeContent(WorkingFile& working, const FileDescriptor& old, Bytes front, std::span<const FileRange> kept) {
-    if (const Status written = writeAll(working.file().number(), front); !written.ok()) return written;
+    std::uint64_t size = front.size();
+    for (const FileRange& range : kept) size += range.end - range.begin;
+    ContentWriter writer(working.file().number(), size);
+    if (const Status written = writer.append(front); !written.ok()) return written;
     for (const FileRange& range : kept) {
-        const Status copied = copyRange(old.number(), range.begin, range.end, working.file().number());
+        const Status copied = writer.appendRange(old.number(), range.begin, range.end);
         if (!copied.ok()) return copied;
     }
-    return Status::success();
+    return writer.finish();
 }
 
 /// EBUSY unless the file at `target` is the one of which `before` was told, and nothing of it has changed: neither its
