@@ -18,8 +18,15 @@ inline constexpr std::size_t kLongestGenreText = 4096;
 
 /// Header sizes in bytes (ID3v2.2.0 3.1, 3.2; ID3v2.4.0 structure 3.1, 4).
 inline constexpr std::uint32_t kTagHeaderLength = 10;
+inline constexpr std::uint32_t kExtendedSizeLength = 4;  ///< the size field of an extended header
 inline constexpr std::uint32_t kFrameHeaderLength20 = 6;
 inline constexpr std::uint32_t kFrameHeaderLength = 10;
+
+/// The flags of a tag's header (ID3v2.2.0 3.1, ID3v2.4.0 structure 3.1).
+inline constexpr std::uint32_t kTagUnsynchronised = 0x80;
+inline constexpr std::uint32_t kTagExtendedOrCompressed = 0x40;
+inline constexpr std::uint32_t kTagExperimental = 0x20;
+inline constexpr std::uint32_t kTagFooter = 0x10;
 
 /// How much of a file is searched for a tag header at a time: the beginning alone, or block by block.
 inline constexpr std::uint32_t kSearchBlock = 1024;

@@ -23,11 +23,9 @@ bool id3V2Frame::isEqual(const id3V2Frame& other) const {
 }
 
 bool id3V2Frame::isWrittenLike(const id3V2Frame& other) const {
-    const auto storedAlike = [&] {
-        return stored_ && other.stored_ ? *stored_ == *other.stored_ : stored_ == other.stored_;
-    };
-    return frameID_ == other.frameID_ && flagByte1_ == other.flagByte1_ && flagByte2_ == other.flagByte2_ &&
-           frame_ == other.frame_ && storedAlike();
+    if (frameID_ != other.frameID_ || flagByte1_ != other.flagByte1_) return false;
+    if (stored_ && other.stored_) return flagByte2_ == other.flagByte2_ && *stored_ == *other.stored_;
+    return frame_ && frame_ == other.frame_;
 }
 
 bool id3V2Frame::isFlagSet(std::uint8_t byte, std::uint8_t mask3, std::uint8_t mask4) const {

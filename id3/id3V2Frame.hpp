@@ -72,12 +72,14 @@ class id3V2Frame {
     /// so. nullopt without a body, or where compression fails or does not shrink the body. A frame that was read with
     /// fields or in a form of its own, and whose body nobody has replaced since, is as it was read (standard dialect).
     std::optional<util::Data> getCompleteRawFrame() const;
-    /// The same with a size field of the style given: plain, or by the version (synchsafe in 2.4).
-    std::optional<util::Data> completeRawFrame(bool plainSize) const;
+    /// The same behind what `tag` holds, with a size field of the style given: plain, or synchsafe (2.4 alone). False,
+    /// with `tag` as it was, where there is no answer.
+    bool appendCompleteRawFrame(std::string& tag, bool plainSize) const;
     /// Keeps what stands behind the header in the tag, where the body is not the same: with the fields that the flags
     /// announce, compressed, encrypted, unsynchronised. A writer that replaces the body forgets it.
     void keepStored(util::Data stored) { stored_ = std::make_shared<const util::Data>(std::move(stored)); }
-    /// Whether both would be written alike.
+    /// Whether what a reader makes of both is the same: identifier, status flags, and body, or what is kept in its
+    /// place.
     bool isWrittenLike(const id3V2Frame& other) const;
 
     /// Flags, by the version's own bits; version 2 has none and answers false.
@@ -143,8 +145,8 @@ class id3V2Frame {
     std::string encodedText(std::string_view text, std::int32_t coding) const;
     /// How many zeros end a text that replaces another.
     std::size_t zerosBehind(std::int32_t coding) const;
-    /// A header of 2.3 or 2.4 and what stands behind it.
-    util::Data rawFrame(const util::Data& content, std::uint8_t formatFlags, bool plainSize) const;
+    /// A header of 2.3 or 2.4 and what stands behind it. Always true.
+    bool appendRawFrame(std::string& tag, std::string_view content, std::uint8_t formatFlags, bool plainSize) const;
     void setBody(std::string bytes);
     /// The first `length_` bytes of the body; none without one.
     util::Bytes body() const;

@@ -121,43 +121,44 @@ bool id3V2Frame::appendDataToFrame(const util::Data& data, bool newFrame) {
 }
 
 std::optional<util::Data> id3V2Frame::getCompleteRawFrame() const {
-    return completeRawFrame(majorVersion_ == 3 || iTunesV24Compat_);
+    std::string raw;
+    if (!appendCompleteRawFrame(raw, majorVersion_ == 3 || iTunesV24Compat_)) return std::nullopt;
+    return dataOf(std::move(raw));
 }
 
-std::optional<util::Data> id3V2Frame::completeRawFrame(bool plainSize) const {
-    if (majorVersion_ > 4) return util::Data();
-    if (stored_) return rawFrame(*stored_, flagByte2_, plainSize);
-    if (!frame_) return std::nullopt;
+bool id3V2Frame::appendCompleteRawFrame(std::string& tag, bool plainSize) const {
+    if (majorVersion_ > 4) return true;
+    if (stored_) return appendRawFrame(tag, util::charactersOf(stored_->bytes()), flagByte2_, plainSize);
+    if (!frame_) return false;
     if (majorVersion_ <= 2) {
-        std::string raw = identifierText(frameID_, 3);
-        raw += write2FrameLength(length_).value_or("");
-        raw += util::charactersOf(body());
-        return dataOf(std::move(raw));
+        tag += identifierText(frameID_, 3);
+        tag += write2FrameLength(length_).value_or("");
+        tag += util::charactersOf(body());
+        return true;
     }
-
-    std::string working(util::charactersOf(body()));
     std::uint8_t formatFlags = flagByte2_;
     if (!dialect_->readsFormatFieldsAtFixedPlaces) formatFlags = flagsWithoutFields();
+    std::string working;  // where it is not the body itself
     if (compress()) {
         const auto stream = compressed(body());
-        if (!stream) return std::nullopt;
+        if (!stream) return false;
         const bool packed = majorVersion_ == 4 && !dialect_->readsFormatFieldsAtFixedPlaces;
         if (packed) formatFlags |= kHasDataLength4;
         working = (packed ? bigEndian(length_, 4, 7) : bigEndian(length_, 4, 8)) + *stream;
     }
-    if (unsynch()) working = unsynchronised(working);
-    return rawFrame(dataOf(std::move(working)), formatFlags, plainSize);
+    if (unsynch()) working = unsynchronised(working.empty() ? util::charactersOf(body()) : working);
+    return appendRawFrame(tag, working.empty() ? util::charactersOf(body()) : working, formatFlags, plainSize);
 }
 
-util::Data id3V2Frame::rawFrame(const util::Data& content, std::uint8_t formatFlags, bool plainSize) const {
+bool id3V2Frame::appendRawFrame(std::string& tag, std::string_view content, std::uint8_t formatFlags,
+                                bool plainSize) const {
     const auto size = util::lowBits<std::uint32_t>(content.size());
-    std::string raw = identifierText(frameID_, 4);
-    raw.reserve(kFrameHeaderLength + content.size());
-    raw += plainSize ? write3FrameLength(size) : write4FrameLength(size).value_or("");
-    raw += static_cast<char>(flagByte1_);
-    raw += static_cast<char>(formatFlags);
-    raw += util::charactersOf(content.bytes());
-    return dataOf(std::move(raw));
+    tag += identifierText(frameID_, 4);
+    tag += plainSize ? write3FrameLength(size) : write4FrameLength(size).value_or("");
+    tag += static_cast<char>(flagByte1_);
+    tag += static_cast<char>(formatFlags);
+    tag += content;
+    return true;
 }
 
 std::uint8_t id3V2Frame::flagsWithoutFields() const {

@@ -124,7 +124,7 @@ class id3V2Tag {
     /// without doing anything where nothing was changed. False where the file was changed since it was read, where what
     /// is behind the tag's frames is not known to be padding, and where what would be written could not be read back.
     bool writeTag();
-    /// The same of a file that is open for changing; after a rewrite `file` is closed.
+    /// The same of a file that is open for changing; after a save `file` stands for what is there then.
     bool writeTag(AudioFile& file);
     /// -dropTag:  Takes the tag out of the file, and with `newTag` leaves an empty one of the same version in memory.
     /// System dialect: by its stated copy, which leaves the bytes where they are. False where there is no tag.
@@ -132,8 +132,9 @@ class id3V2Tag {
     bool dropTag(AudioFile& file, bool newTag);
     /// Takes the place of `old` in the same file, so that writing this one replaces that one.
     void takePlaceOf(const id3V2Tag& old);
-    /// The file was changed by somebody who knows this tag, and left it where it is.
-    void followFile(const util::FileStamp& stamp);
+    /// The file was changed from one state to another by somebody who left this tag where it is. Without effect unless
+    /// the first is the one in which this tag was read or written.
+    void followFile(const util::FileStamp& before, const util::FileStamp& after);
     /// -renderHeader  10 bytes: marker, version, flags and tagLength.
     std::string renderHeader() const;
     /// -renderExtendedHeader  Its size field and what is behind that.
@@ -226,29 +227,46 @@ class id3V2Tag {
 
     /// A tag as it is to stand in a file.
     struct Image {
-        std::shared_ptr<std::uint8_t[]> bytes;  ///< with some zeros behind, as a reader's last look passes the end
+        std::shared_ptr<std::string> bytes;  ///< with zeros behind the tag, where a reader's last look passes its end
         std::size_t size = 0;
+        std::size_t framesBegin = 0;
+        std::size_t framesEnd = 0;
         std::uint32_t flags = 0;
-        std::uint32_t padding = 0;
-        std::uint32_t framesLength = 0;
+        util::Bytes tag() const { return util::bytesOf(std::string_view(*bytes).substr(0, size)); }
     };
-    /// The frames in the order in which they are written: the frames of an identifier stay in theirs, comments and
-    /// small frames stand in front.
+    /// The frames in the order in which they are written: those of one identifier stay in theirs, comments and small
+    /// frames stand in front.
     FrameArray framesInWritingOrder() const;
-    /// All frames as bytes; nullopt, with the error set, where one cannot be written.
-    std::optional<std::string> renderFrames(const FrameArray& order);
-    std::optional<Image> renderImage(const std::string& frames, std::uint64_t padding);
-    /// Whether a reader of `image` finds this tag and these frames.
+    /// Header flags as they are to be written.
+    std::uint32_t flagsToWrite() const;
+    /// The extended header as it is to be written, before that much padding; "" for none.
+    std::string extendedHeaderToWrite(std::uint32_t padding) const;
+    bool holdsChecksum() const;
+    /// All frames as bytes behind the room for the headers; nullopt, with the error set, where one cannot be written.
+    std::optional<Image> renderFrames(const FrameArray& order);
+    /// Puts headers and padding around the frames; false, with the error set, where that is too large for a tag.
+    bool complete(Image& image, std::uint64_t padding);
+    /// Whether a reader of the image finds this tag and these frames.
     bool readsBack(const Image& image, const FrameArray& order) const;
-    bool saveImage(AudioFile& file, const Image& image, bool inPlace);
-    /// Whether the file may be saved at all, and is the one that was read.
-    bool maySave(AudioFile& file);
-    /// The parts of the file that stay when the tag goes; nullopt, with the error set, where that cannot be told.
-    std::optional<std::vector<util::FileRange>> rangesWithoutTag(std::uint64_t fileSize);
+    /// How much of the room that the tag has in its file `image` leaves; below 0 where it is larger.
+    std::int64_t spareRoom(const Image& image) const;
+    bool saveImage(AudioFile& file, Image& image, const FrameArray& order);
+    bool saveInPlace(AudioFile& file, const Image& image);
+    void takeOver(const Image& image);
+
     bool openForSave(AudioFile& file);
+    /// Whether the file is the one that was read, and may be saved.
+    bool isSaveable(const AudioFile& file);
+    /// Whether it is known well enough what of the file is tag, and what is in it.
+    bool isKnown();
+    /// What stays of a file when the tag goes; nullopt, with the error set, where that cannot be told.
+    std::optional<std::vector<util::FileRange>> rangesWithoutTag(std::uint64_t fileSize);
+    /// Whether the copy that a dropped tag gets in the system dialect holds all of the file.
+    bool statedCopyReachesEnd(std::uint64_t fileSize) const;
     bool replaceFile(AudioFile& file, util::Bytes front, const std::vector<util::FileRange>& kept);
-    /// Sets the error; false.
+    /// Each sets the error; false.
     bool refuse(std::string reason);
+    bool refuse(util::Status status);
 
     /// The first frame of a field; null where the tag is absent or of a version that is not known.
     const id3V2Frame* fieldFrame(const FieldIdentifiers& identifiers) const;
@@ -292,7 +310,8 @@ class id3V2Tag {
         bool isCertain = false;  ///< all in it is header, frames and zeros
     };
     Extent extent_;
-    bool guessedLength_ = false;            ///< of the tag, its extended header or a frame, while it is read
+    bool guessedLength_ = false;            ///< of the tag
+    bool guessedFrames_ = false;            ///< where the frames begin, or where one of them ends
     std::optional<util::FileStamp> stamp_;  ///< of the file when it was read or written last; none for a new tag
     SaveOptions saveOptions_;
 };

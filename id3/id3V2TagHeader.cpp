@@ -12,16 +12,7 @@ namespace quillet {
 
 namespace {
 
-/// The size field of an extended header, and what a footer takes.
-constexpr std::uint32_t kExtendedSizeLength = 4;
-constexpr std::uint32_t kFooterLength = 10;
 constexpr std::uint32_t kNewTagPadding = 2048;
-
-// The flags of a tag's header (ID3v2.2.0 3.1, ID3v2.4.0 structure 3.1).
-constexpr std::uint32_t kUnsynchronised = 0x80;
-constexpr std::uint32_t kExtendedOrCompressed = 0x40;
-constexpr std::uint32_t kExperimental = 0x20;
-constexpr std::uint32_t kFooter = 0x10;
 
 /// A byte as the signed number that a tag's header is made of.
 std::uint32_t signedByte(std::uint8_t byte) {
@@ -71,7 +62,7 @@ std::int32_t id3V2Tag::readExtendedHeader(const util::Data& tag) {
                 "Problem detected when parsing v2 tag: extendedHeaderLength > tag length, guessing extended "
                 "header length");
             length = room;
-            guessedLength_ = true;
+            guessedFrames_ = true;
         }
     } else {
         // Some taggers set the flag and write none; no size is as large as an identifier would be.
@@ -86,7 +77,7 @@ std::int32_t id3V2Tag::readExtendedHeader(const util::Data& tag) {
                                     : std::int64_t{synchsafe(size)} - kExtendedSizeLength;
         if (length < 0 || length > room) {
             remarks_.add("the extended header does not have the length it states");
-            guessedLength_ = true;
+            guessedFrames_ = true;
             length = length < 0 ? 0 : room;
         }
     }
@@ -102,30 +93,30 @@ std::uint32_t id3V2Tag::extendedHeaderLength() const {
 }
 
 std::uint32_t id3V2Tag::tagLength() const {
-    return frameSetLength_ + paddingLength_ + extendedHeaderLength() + (footer() ? kFooterLength : 0);
+    return frameSetLength_ + paddingLength_ + extendedHeaderLength() + (footer() ? kTagHeaderLength : 0);
 }
 
 std::uint32_t id3V2Tag::audioStart() const {
     if (!present_) return 0;
     if (dialect_->leavesHeaderOutOfAudioStart) return positionInFile_ + tagLength();
     // What the file has, whatever was changed in memory.
-    return positionInFile_ + kTagHeaderLength + tagLength_ + (footer() ? kFooterLength : 0);
+    return positionInFile_ + kTagHeaderLength + tagLength_ + (footer() ? kTagHeaderLength : 0);
 }
 
 bool id3V2Tag::tagUnsynch() const {
-    return (flag_ & kUnsynchronised) != 0;
+    return (flag_ & kTagUnsynchronised) != 0;
 }
 
 bool id3V2Tag::extendedHeader() const {
-    return (majorVersion_ == 3 || majorVersion_ == 4) && (flag_ & kExtendedOrCompressed) != 0;
+    return (majorVersion_ == 3 || majorVersion_ == 4) && (flag_ & kTagExtendedOrCompressed) != 0;
 }
 
 bool id3V2Tag::compressTag() const {
-    return majorVersion_ <= 2 && (flag_ & kExtendedOrCompressed) != 0;
+    return majorVersion_ <= 2 && (flag_ & kTagExtendedOrCompressed) != 0;
 }
 
 bool id3V2Tag::footer() const {
-    return majorVersion_ == 4 && (flag_ & (dialect_->takesExperimentForFooter ? kExperimental : kFooter)) != 0;
+    return majorVersion_ == 4 && (flag_ & (dialect_->takesExperimentForFooter ? kTagExperimental : kTagFooter)) != 0;
 }
 
 bool id3V2Tag::newTag(std::uint32_t major, std::uint32_t minor) {

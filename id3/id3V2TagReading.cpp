@@ -84,6 +84,7 @@ bool id3V2Tag::readFrom(AudioFile& file) {
 
 bool id3V2Tag::readTag(AudioFile& file, const util::Data& block, std::uint64_t base, std::uint32_t position) {
     const std::uint64_t start = base + position;
+    guessedFrames_ = false;
     cutToFile(start);
     positionInFile_ = util::lowBits<std::uint32_t>(start);
     present_ = true;
@@ -129,7 +130,8 @@ void id3V2Tag::noteExtent(const util::Data& tag, std::int64_t framesEnd) {
     if (footer() && !dialect_->writesFooterAsZeros) extent_.end += kTagHeaderLength;  // a footer is as long as a header
     // Bytes that a reversal of unsynchronisation took out are none that count for a padding.
     const auto rest = tag.slice(used, tag.size() - std::min(used, tag.size()));
-    extent_.isCertain = !guessedLength_ && rest && isPadding(rest->bytes()) && extent_.end <= fileSize_;
+    extent_.isCertain =
+        !guessedLength_ && !guessedFrames_ && rest && isPadding(rest->bytes()) && extent_.end <= fileSize_;
 }
 
 void id3V2Tag::cutToFile(std::uint64_t start) {
@@ -178,7 +180,7 @@ void id3V2Tag::walkFrames(FrameWalkInput input) {
     const auto take = [this](const FrameWalk& walk) {
         frameSetLength_ = walk.getFrameSetLength();
         remarks_.add(walk.remarks());
-        guessedLength_ = guessedLength_ || walk.guessedRoom();
+        guessedFrames_ = guessedFrames_ || walk.guessedRoom();
     };
     switch (majorVersion_) {
         case 3:
