@@ -16,11 +16,13 @@ namespace {
 constexpr const char* kAccessList = "system.posix_acl_access";
 
 Status copyExtendedAttribute(const std::string& from, const std::string& to, const char* name) {
+    // Gone, or grown, since it was listed or measured: somebody is at work on the file.
+    const auto failed = [] { return Status::failure(errno == ENODATA || errno == ERANGE ? EBUSY : errno); };
     const ssize_t size = ::lgetxattr(from.c_str(), name, nullptr, 0);
-    if (size < 0) return Status::failure(errno);
+    if (size < 0) return failed();
     std::vector<char> value(static_cast<std::size_t>(size));
     const ssize_t count = ::lgetxattr(from.c_str(), name, value.data(), value.size());
-    if (count < 0) return Status::failure(errno);
+    if (count < 0) return failed();
     return statusOf(::lsetxattr(to.c_str(), name, value.data(), static_cast<std::size_t>(count), 0));
 }
 

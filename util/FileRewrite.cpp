@@ -15,16 +15,10 @@ namespace quillet::util {
 
 namespace {
 
-FileStamp stampFrom(const struct stat& facts) {
-    const timespec modified = modificationTime(facts);
-    return {static_cast<std::uint64_t>(facts.st_dev), static_cast<std::uint64_t>(facts.st_ino),
-            static_cast<std::uint64_t>(facts.st_size), modified.tv_sec, modified.tv_nsec};
-}
-
 /// Asks for the facts of an open file; EBUSY where it is not in the state `expected`.
 Status factsInState(const FileDescriptor& file, const FileStamp& expected, struct stat& facts) {
     if (const Status known = statusOf(::fstat(file.number(), &facts)); !known.ok()) return known;
-    return stampFrom(facts) == expected ? Status::success() : Status::failure(EBUSY);
+    return stampOf(facts) == expected ? Status::success() : Status::failure(EBUSY);
 }
 
 /// Where the entry at `path` leads to; only a symbolic link costs more than a look.
@@ -106,15 +100,19 @@ Status makeContent(WorkingFile& working, const FileDescriptor& old, Bytes front,
     return writer.finish();
 }
 
+bool isSame(const timespec& a, const timespec& b) {
+    return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
+}
+
 /// EBUSY unless the file at `target` is the one of which `before` was told, and nothing of it has changed: neither its
-/// content nor what else it has, which the time of its last change tells.
+/// content nor what else it has. That the time of its last change tells, but for what came within one of the clock's
+/// ticks, and so what can be looked at is.
 Status stillStands(const std::string& target, const struct stat& before) {
     struct stat now;
     if (const Status known = statusOf(::lstat(target.c_str(), &now)); !known.ok()) return known;
-    const timespec changed = changeTime(now);
-    const timespec changedBefore = changeTime(before);
-    const bool same = stampFrom(now) == stampFrom(before) && changed.tv_sec == changedBefore.tv_sec &&
-                      changed.tv_nsec == changedBefore.tv_nsec;
+    const bool same = stampOf(now) == stampOf(before) && isSame(changeTime(now), changeTime(before)) &&
+                      now.st_mode == before.st_mode && now.st_uid == before.st_uid && now.st_gid == before.st_gid &&
+                      now.st_nlink == before.st_nlink;
     return same ? Status::success() : Status::failure(EBUSY);
 }
 
@@ -175,7 +173,7 @@ void putBack(const FileDescriptor& file, const struct stat& facts, std::uint64_t
 Status stampOf(const FileDescriptor& file, FileStamp& stamp) {
     struct stat facts;
     if (const Status known = statusOf(::fstat(file.number(), &facts)); !known.ok()) return known;
-    stamp = stampFrom(facts);
+    stamp = stampOf(facts);
     return Status::success();
 }
 
