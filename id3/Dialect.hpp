@@ -45,7 +45,8 @@ struct Dialect {
     bool readsCompressedTags = system;
     /// System: a search of the whole file goes on to its end, and the last tag counts. Standard: the first one.
     bool takesLastTag = system;
-    /// System: an empty tag made of one with an extended header still counts that header's size field. Standard: no.
+    /// System: an empty tag made of one with an extended header, or a tag that was told to have none, still counts that
+    /// header's size field. Standard: no.
     bool keepsExtendedHeaderMark = system;
 
     // Walking frames.
@@ -115,11 +116,15 @@ struct Dialect {
     /// (ID3v2.4.0 structure 4.1.2).
     bool asksOtherUnsynchronisationBit = system;
     /// System: a setter writes what it is given. Standard: an empty text, a number below 1 and an empty list of genres
-    /// take the frame away, and a total below 1 is not written.
+    /// take the frame away, a total below 1 is not written, and a picture without bytes is none.
     bool writesEmptyValues = system;
     /// System: genres, and what is set by a frame's identifier, are written in UTF-16, each genre with a NUL behind it.
-    /// Standard: like other text, in Latin-1 where that will do, with NULs between genres alone (ID3v2.4.0 frames 4.2).
+    /// Standard: like other text, in Latin-1 where ASCII will do, with NULs between genres alone (ID3v2.4.0
+    /// frames 4.2).
     bool writesSomeTextsInUTF16 = system;
+    /// System: a setter replaces the first frame of its field. Standard: all of them, since there may be but one
+    /// (ID3v2.4.0 frames 4.2).
+    bool replacesFirstFrameAlone = system;
 
     // Changing and writing a tag.
 
@@ -144,8 +149,8 @@ struct Dialect {
 
     // ID3v1.
 
-    /// System: the track is byte 125 of the record. Standard: byte 126, where byte 125 is zero; otherwise there is no
-    /// track and the comment is 30 bytes long (ID3v1.1).
+    /// System: the track is byte 125 of the record, and byte 124 is made zero when that is written. Standard: byte 126,
+    /// where byte 125 is zero; otherwise there is no track and the comment is 30 bytes long (ID3v1.1).
     bool readsV1TrackAtByte125 = system;
     /// System: the genre is read from byte 125. Standard: from byte 127.
     bool readsV1GenreAtByte125 = system;
@@ -164,13 +169,23 @@ struct Dialect {
     /// System: setTitle says no where the v1 record took the title. Standard: yes.
     bool reversesResultOfV1Title = system;
     /// System: a year, a genre of the v1 tag up to 125, and content that is set by a frame's identifier do not count as
-    /// changes to be written. Standard: they do.
+    /// changes to be written. Standard: they do, and what is changed frame by frame is changed in the v1 tag too.
     bool overlooksSomeChanges = system;
+    /// System: most setters agree where there is no tag that they could change. Standard: none does.
+    bool agreesWithoutTag = system;
     /// System: an update writes a v1 record into every file. Standard: where one is present, or was asked for.
     bool addsV1Record = system;
     /// System: a genre above 125 becomes 0 in v1, and one without a number leaves v1 as it was. Standard: all that the
     /// dictionary names have their number, and one without has 255, none.
     bool limitsV1Genres = system;
+    /// System: one tag is copied to the other with the values that it lacks, as empty ones, and a v1 tag's own values are
+    /// set in it again. Standard: what one tag lacks the other keeps, and the one that is copied stays as it is.
+    bool copiesAbsentValues = system;
+    /// System: an update writes the v1 record first, and that stays where the v2 tag is refused then. Standard: the v2
+    /// tag, and the record only behind one that was written, so that a file whose tag is refused is as it was.
+    bool writesV1First = system;
+    /// System: an update that could not take the v1 record away has done all. Standard: it could not write v1.
+    bool overlooksFailedV1Drop = system;
     /// System: a conversion makes an ID3v2.2 tag of revision `minor` from what has a getter. Standard: an ID3v2.`minor`
     /// tag of all frames that have an equivalent.
     bool convertsToVersion2ByMeaning = system;

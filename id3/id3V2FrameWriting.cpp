@@ -3,6 +3,7 @@
 
 #include <zlib.h>
 
+#include "id3/ImageFormat.hpp"
 #include "id3/Limits.hpp"
 #include "id3/TextTerminator.hpp"
 #include "id3/id3V2Frame.hpp"
@@ -17,6 +18,10 @@ namespace {
 constexpr std::uint8_t kGrouped3 = 0x20;
 constexpr std::uint8_t kGrouped4 = 0x40;
 constexpr std::uint8_t kHasDataLength4 = 0x01;
+
+/// A picture's type where none is given, and the length of a format in 2.2 (ID3v2.2.0 4.15).
+constexpr std::int32_t kFrontCover = 3;
+constexpr std::size_t kPictureFormatLength = 3;
 
 util::Data dataOf(std::string bytes) {
     const auto owner = std::make_shared<const std::string>(std::move(bytes));
@@ -58,18 +63,17 @@ std::string identifierText(FrameID identifier, std::size_t length) {
     return text;
 }
 
-/// What ID3v2.2 calls a picture's format (ID3v2.2.0 4.15).
-std::string_view formatOfMimeType(std::string_view mimeType) {
-    if (mimeType == "image/jpeg") return "JPG";
-    if (mimeType == "image/png") return "PNG";
-    return mimeType;
-}
-
-std::int32_t pictureTypeNamed(std::string_view name) {
+/// nullopt for what is no answer of decodeImageType; "Unknown" is 0, other.
+std::optional<std::int32_t> pictureTypeNamed(std::string_view name) {
     for (std::int32_t type = 0; type < kPictureTypes; ++type) {
         if (decodeImageType(type) == name) return type;
     }
-    return 0;
+    if (name == decodeImageType(kPictureTypes)) return 0;
+    return std::nullopt;
+}
+
+std::string_view untilNul(std::string_view text) {
+    return text.substr(0, text.find('\0'));
 }
 
 }  // namespace
@@ -168,21 +172,28 @@ std::uint8_t id3V2Frame::flagsWithoutFields() const {
 
 bool id3V2Frame::writeImage(const Picture& picture) {
     const bool version2 = majorVersion_ < 3;
-    const bool swapped = version2 && dialect_->swapsPictureKeys;
-    std::string mimeType = swapped ? picture.pictureType : picture.mimeType;
-    while (mimeType.ends_with('\0')) mimeType.pop_back();
+    // A picture of a 2.2 tag may have been read with type and format in each other's place.
+    const bool swapped = pictureTypeNamed(picture.mimeType).has_value();
+    const std::string& typeName = swapped ? picture.mimeType : picture.pictureType;
+    std::string_view mimeType = untilNul(swapped ? picture.pictureType : picture.mimeType);
+    if (mimeType.empty()) mimeType = mimeTypeOfImage(picture.image.bytes());
+    if (mimeType.empty()) mimeType = "image/";  // as good as none (ID3v2.3.0 4.15)
+    const std::int32_t type = typeName.empty() ? kFrontCover : pictureTypeNamed(typeName).value_or(0);
+    const std::string_view description = untilNul(picture.description);
     // The reader of the system dialect finds the picture behind a Latin-1 description alone.
-    const bool wide = !dialect_->findsTerminatorsByByte && !util::encodeLatin1(picture.description);
+    const bool wide = !dialect_->findsTerminatorsByByte && !util::encodeLatin1(description);
     const TextEncoding encoding = wide ? TextEncoding::utf16WithMark : TextEncoding::latin1;
 
     std::string bytes(1, wide ? '\1' : '\0');
     if (version2) {
-        bytes += identifierText(FrameID(formatOfMimeType(mimeType)), 3);
+        std::string format = util::encodeLatin1Lossy(formatOfMimeType(mimeType));
+        format.resize(kPictureFormatLength);
+        bytes += format;
     } else {
-        bytes += util::encodeLatin1Lossy(mimeType) + '\0';
+        bytes += util::encodeLatin1Lossy(mimeTypeOfFormat(mimeType)) + '\0';
     }
-    bytes += static_cast<char>(pictureTypeNamed(swapped ? picture.mimeType : picture.pictureType));
-    bytes += encode(picture.description, encoding) + std::string(terminatorLength(encoding), '\0');
+    bytes += static_cast<char>(type);
+    bytes += encode(description, encoding) + std::string(terminatorLength(encoding), '\0');
     bytes += util::charactersOf(picture.image.bytes());
     setBody(std::move(bytes));
     return true;

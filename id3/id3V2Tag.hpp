@@ -1,6 +1,5 @@
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -12,6 +11,7 @@
 
 #include "id3/AudioFile.hpp"
 #include "id3/Dialect.hpp"
+#include "id3/FieldIdentifiers.hpp"
 #include "id3/FrameLibrary.hpp"
 #include "id3/FrameStore.hpp"
 #include "id3/FrameWalk.hpp"
@@ -142,7 +142,7 @@ class id3V2Tag {
     /// -writePackedLength:  Four synchsafe bytes; nullopt from 2^29 on, and from 2^28 on without the high bit.
     static std::optional<std::string> writePackedLength(std::uint32_t length);
     std::int32_t getErrorCode() const { return errorNo_; }
-    /// Why the last save was refused, fit to stand behind the file's name; nullopt after one that was not.
+    /// Why the last save or setter refused, fit to stand behind the file's name; nullopt after a save that did not.
     const std::optional<std::string>& getErrorDescription() const { return errorDescription_; }
 
     // Content. Absent is nullopt for text, "" for composer and encoder, -1 (in the standard dialect 0) for numbers.
@@ -172,7 +172,7 @@ class id3V2Tag {
     std::vector<Picture> getImage() const;
 
     // Setters: each puts its frame in place of the one there and answers whether it did. False for a version that is
-    // not known.
+    // not known, and, with the error set, for a frame that is larger than readers take.
 
     /// -setContent:forFrame:replace:  Frames of an identifier of any version, one for each content, or of the first
     /// alone where the library allows but one. With `replace`, those that are there stay behind the new ones. False,
@@ -203,9 +203,6 @@ class id3V2Tag {
     std::optional<Picture> getImageFrom3Frame(const id3V2Frame& frame) const;
 
   private:
-    /// The identifier of a field in 2.2, 2.3 and 2.4.
-    using FieldIdentifiers = std::array<FrameID, 3>;
-
     void reset(const std::string& path);
     bool readFrom(AudioFile& file);
     /// How many bytes of the file are searched for a header at a time.
@@ -267,6 +264,19 @@ class id3V2Tag {
     /// Each sets the error; false.
     bool refuse(std::string reason);
     bool refuse(util::Status status);
+
+    void noteDrop();
+
+    /// The version of frames that are made for this tag.
+    std::int32_t frameVersion() const { return static_cast<std::int32_t>(majorVersion_); }
+    /// Whether readers take a frame of that size; where not, the error is set.
+    bool isTakenByReaders(const id3V2Frame& frame, std::string_view what);
+    /// Puts the frame in the place of its field's.
+    bool setField(std::shared_ptr<id3V2Frame> frame);
+    bool setText(const FieldIdentifiers& field, std::string_view text, std::int32_t coding);
+    bool setText(const FieldIdentifiers& field, std::string_view text);
+    bool setNumberOf(const FieldIdentifiers& field, std::int32_t number, std::int32_t total);
+    std::shared_ptr<id3V2Frame> frameOf(const FrameContent& content, FrameID identifier, bool isText) const;
 
     /// The first frame of a field; null where the tag is absent or of a version that is not known.
     const id3V2Frame* fieldFrame(const FieldIdentifiers& identifiers) const;

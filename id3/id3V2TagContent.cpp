@@ -2,6 +2,7 @@
 #include <limits>
 #include <utility>
 
+#include "id3/FieldIdentifiers.hpp"
 #include "id3/id3V2Tag.hpp"
 #include "util/Log.hpp"
 #include "util/Text.hpp"
@@ -9,22 +10,6 @@
 namespace quillet {
 
 namespace {
-
-using Field = std::array<FrameID, 3>;
-
-constexpr Field kTitle = {"TT2", "TIT2", "TIT2"};
-constexpr Field kArtist = {"TP1", "TPE1", "TPE1"};
-constexpr Field kAlbumArtist = {"TP2", "TPE2", "TPE2"};
-constexpr Field kAlbum = {"TAL", "TALB", "TALB"};
-constexpr Field kYear = {"TYE", "TYER", "TDRC"};
-/// Where the standard dialect looks when there is no year under kYear.
-constexpr Field kOtherYear = {"TYE", "TDRC", "TYER"};
-constexpr Field kTrack = {"TRK", "TRCK", "TRCK"};
-constexpr Field kDisk = {"TPA", "TPOS", "TPOS"};
-constexpr Field kGenre = {"TCO", "TCON", "TCON"};
-constexpr Field kComment = {"COM", "COMM", "COMM"};
-constexpr Field kEncodedBy = {"TSS", "TSSE", "TSSE"};
-constexpr Field kComposer = {"TCM", "TCOM", "TCOM"};
 
 std::int32_t integerOf(std::string_view text) {
     using Limits = std::numeric_limits<std::int32_t>;
@@ -85,8 +70,7 @@ std::optional<std::vector<FrameContent>> id3V2Tag::getContentForFrameID(std::str
 
 const id3V2Frame* id3V2Tag::fieldFrame(const FieldIdentifiers& identifiers) const {
     if (!present_ || majorVersion_ > 4) return nullptr;
-    const auto& [version2, version3, version4] = identifiers;
-    return frameSet_.first(majorVersion_ < 3 ? version2 : majorVersion_ == 3 ? version3 : version4);
+    return frameSet_.first(identifierIn(identifiers, majorVersion_));
 }
 
 std::optional<std::string> id3V2Tag::fieldText(const FieldIdentifiers& identifiers) const {
@@ -95,22 +79,22 @@ std::optional<std::string> id3V2Tag::fieldText(const FieldIdentifiers& identifie
 }
 
 std::optional<std::string> id3V2Tag::getTitle() const {
-    return fieldText(kTitle);
+    return fieldText(field::kTitle);
 }
 std::optional<std::string> id3V2Tag::getArtist() const {
-    return fieldText(kArtist);
+    return fieldText(field::kArtist);
 }
 std::optional<std::string> id3V2Tag::getAlbumArtist() const {
-    return fieldText(kAlbumArtist);
+    return fieldText(field::kAlbumArtist);
 }
 std::optional<std::string> id3V2Tag::getAlbum() const {
-    return fieldText(kAlbum);
+    return fieldText(field::kAlbum);
 }
 std::string id3V2Tag::getEncodedBy() const {
-    return fieldText(kEncodedBy).value_or("");
+    return fieldText(field::kEncodedBy).value_or("");
 }
 std::string id3V2Tag::getComposer() const {
-    return fieldText(kComposer).value_or("");
+    return fieldText(field::kComposer).value_or("");
 }
 
 std::int32_t id3V2Tag::absentNumber() const {
@@ -119,14 +103,14 @@ std::int32_t id3V2Tag::absentNumber() const {
 
 std::int32_t id3V2Tag::getYear() const {
     if (!dialect_->readsYearFromOneFrame) {
-        for (const Field& field : {kYear, kOtherYear}) {
-            const std::string text = fieldText(field).value_or("");
+        for (const FieldIdentifiers& years : {field::kYear, field::kOtherYear}) {
+            const std::string text = fieldText(years).value_or("");
             const std::int32_t year = integerOf(util::trimmed(text).substr(0, 4));
             if (year > 0) return year;
         }
         return absentNumber();
     }
-    const id3V2Frame* frame = fieldFrame(kYear);
+    const id3V2Frame* frame = fieldFrame(field::kYear);
     if (frame == nullptr) return absentNumber();
     std::string text = frame->getTextFromFrame().value_or("");
     if (majorVersion_ == 4) text.resize(std::min(text.find('-'), text.size()));
@@ -134,16 +118,16 @@ std::int32_t id3V2Tag::getYear() const {
 }
 
 std::int32_t id3V2Tag::getTrack() const {
-    return fieldNumber(kTrack, numberInSetString);
+    return fieldNumber(field::kTrack, numberInSetString);
 }
 std::int32_t id3V2Tag::getTotalNumberTracks() const {
-    return fieldNumber(kTrack, setSizeInSetString);
+    return fieldNumber(field::kTrack, setSizeInSetString);
 }
 std::int32_t id3V2Tag::getDisk() const {
-    return fieldNumber(kDisk, numberInSetString);
+    return fieldNumber(field::kDisk, numberInSetString);
 }
 std::int32_t id3V2Tag::getTotalNumberDisks() const {
-    return fieldNumber(kDisk, setSizeInSetString);
+    return fieldNumber(field::kDisk, setSizeInSetString);
 }
 
 std::int32_t id3V2Tag::fieldNumber(const FieldIdentifiers& identifiers, std::int32_t (*part)(std::string_view)) const {
@@ -165,7 +149,7 @@ std::int32_t id3V2Tag::setSizeInSetString(std::string_view text) {
 }
 
 std::optional<std::vector<std::string>> id3V2Tag::getGenreNames() const {
-    const id3V2Frame* frame = fieldFrame(kGenre);
+    const id3V2Frame* frame = fieldFrame(field::kGenre);
     if (frame == nullptr) return std::nullopt;
     auto genres = frame->genreArrayFromFrame();
     if (genres.empty()) return std::nullopt;
@@ -173,7 +157,7 @@ std::optional<std::vector<std::string>> id3V2Tag::getGenreNames() const {
 }
 
 std::optional<std::string> id3V2Tag::getComments() const {
-    const id3V2Frame* first = fieldFrame(kComment);
+    const id3V2Frame* first = fieldFrame(field::kComment);
     if (first == nullptr) return "";
     return dialect_->joinsDescriptionAndComment ? lastComment(first->getFrameID()) : firstComment(first->getFrameID());
 }

@@ -3,6 +3,8 @@
 #include <utility>
 
 #include "id3/CStringEncoding.hpp"
+#include "id3/FieldIdentifiers.hpp"
+#include "id3/ImageFormat.hpp"
 #include "id3/TextTerminator.hpp"
 #include "id3/id3V2Tag.hpp"
 #include "util/ByteReader.hpp"
@@ -15,9 +17,6 @@ namespace {
 
 using util::ByteReader;
 using util::Bytes;
-
-constexpr FrameID kPicture2("PIC");
-constexpr FrameID kPicture3("APIC");
 
 constexpr std::array<std::string_view, kPictureTypes> kPictureTypeNames = {
     "Other",
@@ -46,12 +45,6 @@ constexpr std::array<std::string_view, kPictureTypes> kPictureTypeNames = {
 /// A picture type is read as signed; what is negative has no name.
 std::string pictureTypeOfByte(std::uint8_t byte) {
     return std::string(decodeImageType(static_cast<std::int8_t>(byte)));
-}
-
-std::string mimeTypeOfFormat(std::string_view format) {
-    if (format == "JPG") return "image/jpeg";
-    if (format == "PNG") return "image/png";
-    return std::string(format);
 }
 
 /// Where a description ends and the picture begins, as indexes into the body.
@@ -102,7 +95,7 @@ std::vector<Picture> id3V2Tag::getImage() const {
     if (!present_ || majorVersion_ > 4) return pictures;
     const bool version2 = majorVersion_ < 3;
     for (const auto& frame : frameSet_.all()) {
-        if (frame->getFrameID() != (version2 ? kPicture2 : kPicture3)) continue;
+        if (frame->getFrameID() != identifierIn(field::kPicture, majorVersion_)) continue;
         auto picture = version2 ? getImageFrom2Frame(*frame) : getImageFrom3Frame(*frame);
         if (picture) {
             pictures.push_back(std::move(*picture));

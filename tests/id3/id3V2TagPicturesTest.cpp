@@ -59,8 +59,8 @@ const PictureCase kPictures[] = {
     // 2.2.
     {2, "\0JPG\3d\0\xff\xd8\xff"sv, "JPG|Cover (front)|d\0|\xff\xd8\xff"sv, "Cover (front)|image/jpeg|d|\xff\xd8\xff"},
     {2, "\0PNG\3\0\x89PNG"sv, "PNG|Cover (front)|\0|\x89PNG"sv, "Cover (front)|image/png||\x89PNG"},
-    {2, "\1GIF\3\xff\xfe\xe4\0\0\0GIF8"sv, "GIF|Cover (front)||IF8"sv, "Cover (front)|GIF|ä|GIF8"},
-    {2, "\3GIF\3d\0GIF8"sv, "GIF|Cover (front)|d\0G|IF8"sv, "Cover (front)|GIF|d|GIF8"},
+    {2, "\1GIF\3\xff\xfe\xe4\0\0\0GIF8"sv, "GIF|Cover (front)||IF8"sv, "Cover (front)|image/gif|ä|GIF8"},
+    {2, "\3GIF\3d\0GIF8"sv, "GIF|Cover (front)|d\0G|IF8"sv, "Cover (front)|image/gif|d|GIF8"},
     // A picture of 2.2 may be empty, but not begin behind the frame.
     {2, "\0JPG\3d\0"sv, "JPG|Cover (front)|d|"sv, "none"},
     {2, "\0JPG\3\0"sv, "JPG|Cover (front)|\0|"sv, "none"},
