@@ -70,6 +70,9 @@ class id3V1Tag {
     /// -newTag  An empty record, changed. Whether one is present stays as it is.
     bool newTag();
 
+    /// The record in memory, whether it is in the file yet or not; empty where none is held.
+    util::Bytes record() const { return tag_ ? util::Bytes(*tag_) : util::Bytes(); }
+
     bool tagPresent() const { return present_; }
     bool tagChanged() const { return changed_; }
     std::int32_t getErrorCode() const { return errorNo_; }
@@ -82,6 +85,18 @@ class id3V1Tag {
     using Record = std::array<std::uint8_t, kV1Length>;
 
     bool readRecord(const AudioFile& file);
+    /// What a file ends with, and whether that is a record; false, with the error set, where it cannot be read.
+    bool readLast(const AudioFile& file, Record& record, bool& isRecord);
+    /// Whether the file has but one name.
+    static bool isAlone(const AudioFile& file);
+    /// Makes a file of its own, of the first `size` bytes, of one that has several names; false, with the error set,
+    /// where the options do not ask for that, or it fails.
+    bool partFrom(AudioFile& file, std::uint64_t size);
+    /// Takes over what this tag has just made of the file.
+    void follow(AudioFile& file);
+    util::RewriteOptions inPlace() const;
+    /// Sets the error; false.
+    bool refuse(const util::Status& failure);
     bool hasTrackByte() const;
     std::optional<std::string> field(std::size_t position, std::size_t length) const;
 
