@@ -40,9 +40,9 @@ struct RewriteOptions {
 ///
 /// `old` is that file, open, and `expected` the state in which its content is known: EBUSY where the file has another
 /// state, before or after the copy, or where another file stands at `path`; a change of its attributes or links during
-/// the copy is one too. On failure the file at `path` is as it was and the working file is gone, but for one case: where
-/// the folder's sync fails the new content stands in its place. Each of `kept` must lie inside of the old file; a copy
-/// that ends before its range does fails with EIO.
+/// the copy is one too. On failure the file at `path` is as it was and the working file is gone, but for one case:
+/// where the folder's sync fails the new content stands in its place. Each of `kept` must lie inside of the old file; a
+/// copy that ends before its range does fails with EIO.
 Status rewriteFile(const std::string& path, const FileDescriptor& old, const FileStamp& expected, Bytes front,
                    std::span<const FileRange> kept, const RewriteOptions& options = {});
 
