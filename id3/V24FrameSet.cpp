@@ -65,7 +65,7 @@ bool V24FrameSet::toFirstFrame() {
     if (!FrameWalk::nextFrame(true)) return false;
     if (!iTunesFlag_ && step_ >= kFirstAmbiguousSize && tagLength_ - kFrameHeaderLength > step_ &&
         !validFrameAt(step_)) {
-        const std::int32_t length = plainLength();
+        const std::int32_t length = triedPlainLength();
         if (validFrameAt(length)) step_ = length;  // meant so: without the header's bytes, and for this frame alone
     }
     return true;
@@ -78,7 +78,7 @@ bool V24FrameSet::toNextFrame() {
     if (failedAt == position || step_ < kFirstAmbiguousSize) return false;
 
     currentFramePosition_ = position;
-    const std::int32_t length = plainLength();
+    const std::int32_t length = triedPlainLength();
     if (length > 0 && validAt(position + length)) {  // meant so: the header's bytes do not count
         iTunesFlag_ = true;
         return moveTo(position + length);
@@ -95,6 +95,13 @@ bool V24FrameSet::validFrameAt(std::int64_t distance) const {
 std::int32_t V24FrameSet::frameLength() {
     if (dialect().switchesToPlainSizesMidway && !isSynchsafe(header_.size)) iTunesFlag_ = true;
     return iTunesFlag_ ? plainLength() : guarded(synchsafe(header_.size));
+}
+
+std::int32_t V24FrameSet::triedPlainLength() {
+    const bool guessed = guessedRoom_;
+    const std::int32_t length = plainLength();
+    guessedRoom_ = guessed;
+    return length;
 }
 
 std::int32_t V24FrameSet::plainLength() {

@@ -23,6 +23,8 @@ class V24FrameSet final : public FrameWalk {
 
     /// -readLargeByteLengthFrom: 4
     std::int32_t plainLength();
+    /// The same, which may come to nothing.
+    std::int32_t triedPlainLength();
     /// -validFrameAt:  Whether an identifier stands `distance` bytes from the current frame's.
     bool validFrameAt(std::int64_t distance) const;
     /// The current frame, made of the `length` bytes behind its header as its format flags say; null where they are not
