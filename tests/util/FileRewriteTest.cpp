@@ -202,7 +202,7 @@ TEST(FileRewrite, WritesIntoAnOpenFileWhatItCouldPutBack) {
         {"over the end", 8, "ABC", "89", "01234567ABC", 0},
         {"at the end", 10, "ABC", "", "0123456789ABC", 0},
         {"nothing", 10, "", "", "0123456789", 0},
-        {"behind the end", 11, "ABC", "", "0123456789", EINVAL},
+        {"behind the end", 11, "ABC", "abc", "0123456789", EINVAL},
         {"too little to put back", 2, "ABC", "23", "0123456789", EINVAL},
         {"too much to put back", 8, "ABC", "89-", "0123456789", EINVAL},
     };
