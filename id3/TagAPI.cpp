@@ -103,7 +103,8 @@ bool TagAPI::examine(std::string path, AudioFile::Access access) {
     path_ = std::move(path);
     parse_ = 0;
     parsedV1_ = false;
-    modify_ = false;
+    modify_ = wantsV1_ = false;
+    saveProblem_.clear();
     openStatus_ = file_.open(path_, access);
     fileSize_ = file_.size();
     return examineOpenFile();
@@ -121,9 +122,10 @@ bool TagAPI::examineOpenFile() {
         // Of a file that cannot be opened, this says so in the log.
         openStatus_.ok() ? v1Tag_->openPath(path_, file_) : v1Tag_->openPath(path_);
     }
-    // An empty tag, which does not count as present, stands ready for setters. A v1 tag is not copied into it: the v1
-    // tag itself answers then.
+    // An empty tag, which does not count as present, stands ready for setters.
     if (!v2Tag_->tagPresent()) v2Tag_->newTag(preferences_.defaultMajor, preferences_.defaultMinor);
+    if (!v2Tag_->tagPresent() && v1Tag_->tagPresent() && dialect().copiesV1TagOnExamination) copyV1TagToV2Tag();
+    modify_ = false;  // what is in both tags already needs no update
 
     mp3Header_ = std::make_unique<MP3Header>(dialect());
     if (!openStatus_.ok()) return false;
@@ -152,7 +154,8 @@ void TagAPI::releaseAttributes() {
 }
 
 bool TagAPI::readV1() {
-    if (!parsedV1_) parsedV1_ = v1Tag_ && v1Tag_->openPath(path_);
+    if (parsedV1_ || !v1Tag_) return parsedV1_;
+    parsedV1_ = file_.descriptor().isOpen() ? v1Tag_->openPath(path_, file_) : v1Tag_->openPath(path_);
     return parsedV1_;
 }
 

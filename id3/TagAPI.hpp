@@ -11,6 +11,7 @@
 
 #include "id3/AudioFile.hpp"
 #include "id3/Dialect.hpp"
+#include "id3/FrameConversion.hpp"
 #include "id3/FrameLibrary.hpp"
 #include "id3/MP3Header.hpp"
 #include "id3/Remarks.hpp"
@@ -42,10 +43,11 @@ struct TagPreferences {
     std::uint32_t defaultMinor = 0;       ///< "Default V2 tag - Minor number"
 };
 
-/// A frame that a conversion cannot take over, and why.
-struct FrameLoss {
-    std::string identifier;
-    std::string reason;
+/// The values that a v1 tag can hold too; absent ones are "", 0 and nullopt.
+struct SharedValues {
+    std::string title, artist, album, comments;
+    std::int32_t year = 0, track = 0;
+    std::optional<std::vector<std::string>> genres;
 };
 
 /// The one way to a file's metadata: its v2 tag, its v1 tag and its MPEG header behind getters that choose between
@@ -146,7 +148,8 @@ class TagAPI {
     std::uint32_t v2TagVersion() const;
 
     // Changing the tags in memory (TagAPISetters.cpp). Each answers what the v2 tag's setter did, or false where the v1
-    // tag cannot be read or refuses, and marks the file as modified; Dialect names the exceptions.
+    // tag cannot be read or refuses, and marks the file as modified; Dialect names the exceptions. In the standard
+    // dialect the v1 tag is changed where the file has one, or one was asked for.
 
     bool setTitle(std::string_view title);
     bool setArtist(std::string_view artist);
@@ -155,7 +158,8 @@ class TagAPI {
     bool setYear(std::int32_t year);
     bool setTrack(std::int32_t track, std::int32_t totalTracks);
     bool setDisk(std::int32_t disk, std::int32_t totalDisks);
-    /// -setGenreName:  False for none. A genre dictionary of the caller's learns names that it does not know.
+    /// -setGenreName:  False for none in the system dialect. A genre dictionary of the caller's learns names that it
+    /// does not know.
     bool setGenreName(const std::vector<std::string>& genres);
     bool setEncodedBy(const std::optional<std::string>& encoder);
     bool setComposer(const std::optional<std::string>& composer);
@@ -164,7 +168,7 @@ class TagAPI {
     bool setImages(const std::vector<Picture>& pictures);
     bool setFrame(std::shared_ptr<id3V2Frame> frame, bool replace);
     bool setFrames(FrameArray frames);
-    /// -setContent:forFrame:  Beside what is there.
+    /// -setContent:forFrame:  Beside what is there, where the identifier may stand several times.
     bool setContent(const std::vector<FrameContent>& contents, std::string_view identifier);
     /// -dropFrame:  All frames of the identifier; false without a v2 tag.
     bool dropFrame(FrameID identifier);
@@ -177,14 +181,15 @@ class TagAPI {
     /// -copyV1TagToV2Tag  Title, artist, album, year, track, genre and comment; true where each was set. False, with a
     /// log line, without a v1 tag. The v1 tag answers afterwards.
     bool copyV1TagToV2Tag();
-    /// -copyV2TagToV1Tag  The same the other way; the v2 tag stays as it is.
+    /// -copyV2TagToV1Tag  The same the other way, which asks for a v1 tag; the v2 tag stays as it is.
     bool copyV2TagToV1Tag();
     /// -convertTagToV2:  Puts a tag of version 2.`minor` (standard dialect; an ID3v2.2 tag of revision `minor` in the
     /// system's) in the place of the v2 tag, and writes it. True where each value could be set; in the standard dialect
-    /// where it was written too.
+    /// where nothing was left out and all was written.
     bool convertTagToV2(std::uint32_t minor);
-    /// Standard dialect: the same in memory only, for updateFile to write. Answers what it had to leave out; nullopt
-    /// for a version that cannot be written.
+    /// Standard dialect: the same in memory only, for updateFile to write. Answers what it had to leave out; nullopt,
+    /// changing nothing, for a version that cannot be written and without an examined file. A file with a v1 tag alone
+    /// gets its values.
     std::optional<std::vector<FrameLoss>> convertInMemory(std::uint32_t minor);
     /// -updateFile  Writes what was changed: 0 all written, or nothing to write; -1 the v2 tag could not be, -2 the v1
     /// tag, -3 both. saveProblem tells why.
@@ -194,7 +199,7 @@ class TagAPI {
     /// For the updates to come, of this and further files.
     void setSaveOptions(const SaveOptions& options) { saveOptions_ = options; }
     /// Why the last update or conversion did not write something, fit to stand behind the file's name; "" where it did.
-    std::string saveProblem() const;
+    const std::string& saveProblem() const { return saveProblem_; }
 
     const Dialect& dialect() const { return preferences_.standardDialect ? kStandardDialect : kSystemDialect; }
     /// Why the examined file could not be opened; success otherwise.
@@ -206,13 +211,39 @@ class TagAPI {
     void useDictionary(std::shared_ptr<const util::PropertyDictionary> dictionary);
     bool examineOpenFile();
     bool examine(std::string path, AudioFile::Access access);
-    /// The state that an update needs: both tags on the file as it is now, open for changing.
+    /// The file open for changing, as it was left open or opened now.
     bool openForUpdate();
     /// Whether the v2 tag is asked, and then, where that had no answer, whether the v1 tag is: the rule that all
     /// getters with a fallback share. The v1 tag is read by that where it was not yet.
     bool asksV2() const { return parse_ != 1 && v2TagPresent(); }
     bool asksV1();
     bool readV1();
+    using Change = std::function<bool()>;
+    /// Does the v2 part of a setter and then the v1 part, and notes each that succeeds.
+    bool changeBoth(const Change& inV2, const Change& inV1, bool notesV2 = true);
+    /// `agreement` without a v2 tag.
+    bool changeV2(const Change& change, bool agreement, bool notes = true);
+    /// A change of single frames, after which the v1 tag's values still are those of the v2 tag.
+    bool changeFrames(const Change& change, bool notes = true);
+    /// Whether a setter is to change the v1 tag too.
+    bool changesV1();
+    /// The index of a genre in v1; nullopt where v1 is to stay as it is.
+    std::optional<std::int32_t> v1GenreOf(const std::vector<std::string>& genres);
+
+    /// What the getters answer where `tag`, 1 or 2, is selected.
+    SharedValues valuesOf(std::int32_t tag);
+    /// Whether all of them could be set.
+    bool setValues(const SharedValues& values);
+    std::unique_ptr<id3V2Tag> newV2Tag(std::uint32_t major, std::uint32_t minor) const;
+    bool convertByMeaning(std::uint32_t minor);
+
+    bool updateV1();
+    bool updateV2();
+    bool dropV1Record();
+    /// Writes with `write`, given the file where that can be changed, and notes why that failed.
+    template <typename Tag>
+    bool save(Tag& tag, bool (Tag::*write)(AudioFile&), bool (Tag::*writeByPath)());
+
     std::string text(std::optional<std::string> (id3V2Tag::*fromV2)() const,
                      std::optional<std::string> (id3V1Tag::*fromV1)() const);
     std::int32_t number(std::int32_t (id3V2Tag::*fromV2)() const, std::int32_t (id3V1Tag::*fromV1)() const);
@@ -221,6 +252,8 @@ class TagAPI {
     std::string genreOf(std::string entry);
     /// The name that "genreIndexes" has for a number, or null.
     const std::string* genreNameAt(std::string_view number) const;
+    /// The number of a genre in the caller's dictionary, or else in the own one.
+    std::optional<std::int64_t> genreNumberOf(std::string_view name) const;
     void learnGenre(const std::string& name);
 
     std::shared_ptr<const util::PropertyDictionary> dataDictionary_;
@@ -237,10 +270,12 @@ class TagAPI {
     std::int32_t parse_ = 0;
     bool parsedV1_ = false;
     bool modify_ = false;
+    bool wantsV1_ = false;  ///< a v1 tag was asked for
     std::string path_;
     std::uint64_t fileSize_ = 0;
     util::Status openStatus_ = util::Status::success();
     SaveOptions saveOptions_;
+    std::string saveProblem_;
 };
 
 }  // namespace quillet

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "id3/TagAPI.hpp"
+#include "util/Narrow.hpp"
 #include "util/Text.hpp"
 
 namespace quillet {
@@ -82,6 +83,16 @@ const std::string* TagAPI::genreNameAt(std::string_view number) const {
     // "-1" has a number, which is no name.
     const util::PropertyValue* name = genreIndexes_ == nullptr ? nullptr : util::find(*genreIndexes_, number);
     return name == nullptr ? nullptr : name->text();
+}
+
+std::optional<std::int64_t> TagAPI::genreNumberOf(std::string_view name) const {
+    const auto* names = externalGenres_.get();
+    if (names == nullptr && dataDictionary_) names = FrameLibrary::dictionaryAt(*dataDictionary_, "genres");
+    const util::PropertyValue* value = names == nullptr ? nullptr : util::find(*names, name);
+    if (value == nullptr) return std::nullopt;
+    if (const auto* number = value->unsignedInteger()) return util::narrow<std::int64_t>(*number);
+    const auto* number = value->signedInteger();
+    return number == nullptr ? std::nullopt : std::optional(*number);
 }
 
 void TagAPI::learnGenre(const std::string& name) {
