@@ -114,7 +114,7 @@ bool id3V2Tag::setGenreName(const std::vector<std::string>& genres) {
         if (genre.empty()) continue;
         if (!text.empty()) text += '\0';
         // A name that would be taken for a reference has its parenthesis doubled (ID3v2.3.0 4.2.1, TCON).
-        const auto alone = id3V2Frame::initTextFrame(identifier, 0, 0, genre, kUTF16, frameVersion(), *dialect_);
+        const auto alone = id3V2Frame::initTextFrame(identifier, 0, 0, genre, kUTF16, frameVersion(), kStandardDialect);
         if (genre.starts_with('(') && alone->genreArrayFromFrame() != std::vector{genre}) text += '(';
         text += genre;
     }

@@ -151,5 +151,129 @@ TEST_F(id3V1TagTest, CutsTextThatIsTooLongAndZeroesTheRestOfAField) {
     EXPECT_EQ(tag.getTitle(), "") << "present, as it was";
 }
 
+/// What a save makes of a file that somebody changed since it was read.
+struct SaveCase {
+    const char* what;
+    std::string read, found;
+    bool (*save)(id3V1Tag& tag);
+    bool answer;
+    std::string after;
+};
+
+const std::string kRecord = record("Note", {0, 9, 17});
+/// With another title, and otherwise what was read.
+const std::string kEdited = "TAG" + std::string("New\0\0", 5) + kRecord.substr(8);
+/// A record that was never there.
+const std::string kFresh = "TAG" + std::string("New", 3) + std::string(122, '\0');
+
+bool writeNewTitle(id3V1Tag& tag) {
+    return tag.setTitle("New") && tag.writeTag() && tag.tagPresent() && !tag.tagChanged();
+}
+bool drop(id3V1Tag& tag) {
+    return tag.dropTag() && !tag.tagPresent();
+}
+
+const SaveCase kSaves[] = {
+    {"over the record", "audio" + kRecord, "audio" + kRecord, writeNewTitle, true, "audio" + kEdited},
+    {"behind audio", "audio", "audio", writeNewTitle, true, "audio" + kFresh},
+    {"behind as many bytes as a record", std::string(128, 'a'), std::string(128, 'a'), writeNewTitle, true,
+     std::string(128, 'a') + kFresh},
+    {"of a file that has grown", "audio" + kRecord, "audio" + kRecord + "more", writeNewTitle, true,
+     "audio" + kRecord + "more" + kEdited},
+    {"of a file whose front has grown", "audio" + kRecord, "tag and audio" + kRecord, writeNewTitle, true,
+     "tag and audio" + kEdited},
+    {"of a file that has shrunk", "audio" + kRecord, "au", writeNewTitle, true, "au" + kEdited},
+    {"of a file that has lost its record", std::string(200, 'a') + kRecord, std::string(200, 'a'), writeNewTitle, true,
+     std::string(200, 'a') + kEdited},
+    {"twice", "audio" + kRecord, "audio" + kRecord,
+     [](id3V1Tag& tag) { return writeNewTitle(tag) && tag.setTitle("New") && tag.writeTag() && tag.writeTag(); }, true,
+     "audio" + kEdited},
+    {"after a drop", "audio" + kRecord, "audio" + kRecord,
+     [](id3V1Tag& tag) { return drop(tag) && writeNewTitle(tag); }, true, "audio" + kEdited},
+    {"nothing changed", kRecord, "other", [](id3V1Tag& tag) { return tag.writeTag(); }, true, "other"},
+    {"drop", "audio" + kRecord, "audio" + kRecord, drop, true, "audio"},
+    {"drop of one record of two", kRecord + kRecord, kRecord + kRecord, drop, true, kRecord},
+    {"drop of a file that has grown", "audio" + kRecord, "audio" + kRecord + "more", drop, true,
+     "audio" + kRecord + "more"},
+    {"drop of none", std::string(128, 'a'), std::string(128, 'a'), drop, true, std::string(128, 'a')},
+    {"drop of a file without room for one", "audio", "audio", drop, false, "audio"},
+};
+
+TEST_F(id3V1TagTest, SavesIntoTheFileAsItIsNow) {
+    for (const Dialect& dialect : {kSystemDialect, kStandardDialect}) {
+        for (const SaveCase& wanted : kSaves) {
+            SCOPED_TRACE(wanted.what);
+            id3V1Tag tag(dialect);
+            tag.openPath(folder_.write("file", wanted.read));
+            const std::string path = folder_.write("file", wanted.found);
+            EXPECT_EQ(wanted.save(tag), wanted.answer);
+            EXPECT_EQ(test::contentOf(path), wanted.after);
+            EXPECT_EQ(tag.getErrorDescription().has_value(), !wanted.answer);
+        }
+    }
+}
+
+TEST_F(id3V1TagTest, WritesTheLastByteOfACommentByEachDialect) {
+    const std::string whole = record(std::string(28, 'c'), "dd\x05");
+    const std::pair<const Dialect&, char> kCases[] = {{kSystemDialect, '\0'}, {kStandardDialect, 'c'}};
+    for (const auto& [dialect, byte] : kCases) {
+        id3V1Tag tag = opened(whole, dialect);
+        EXPECT_TRUE(tag.setArtist("A") && tag.writeTag());
+        const std::string written = test::contentOf(folder_ / "file");
+        EXPECT_EQ(written.substr(93), whole.substr(93, 31) + byte + "dd\x05");
+    }
+}
+
+TEST_F(id3V1TagTest, LeavesAFileThatItCannotSave) {
+    for (const Dialect& dialect : {kSystemDialect, kStandardDialect}) {
+        SCOPED_TRACE(dialect.system);
+        id3V1Tag tag = opened("audio" + kRecord, dialect);
+        EXPECT_TRUE(tag.setTitle("New"));
+        // Open for reading alone, so that the write itself fails.
+        AudioFile file;
+        ASSERT_TRUE(file.open(folder_ / "file").ok());
+        EXPECT_FALSE(tag.writeTag(file));
+        EXPECT_EQ(tag.getErrorDescription(), "cannot be written: Bad file descriptor");
+        EXPECT_FALSE(tag.dropTag(file));
+        // Changed after it was opened.
+        ASSERT_TRUE(file.open(folder_ / "file", AudioFile::Access::update).ok());
+        const std::string path = folder_.write("file", "audio" + kRecord + "more");
+        EXPECT_FALSE(tag.writeTag(file));
+        EXPECT_FALSE(tag.dropTag(file));
+        EXPECT_EQ(tag.getErrorDescription(), "was changed by another program meanwhile");
+        EXPECT_EQ(test::contentOf(path), "audio" + kRecord + "more");
+        EXPECT_TRUE(tag.tagChanged() && tag.tagPresent());
+
+        std::filesystem::remove(path);
+        EXPECT_FALSE(tag.dropTag());
+        EXPECT_EQ(tag.getErrorDescription(), "cannot be written: No such file or directory");
+        EXPECT_EQ(tag.writeTag(), dialect.takesUnopenableForWritten);
+        EXPECT_EQ(tag.getErrorCode() == 0, dialect.takesUnopenableForWritten);
+        EXPECT_FALSE(std::filesystem::exists(path));
+    }
+}
+
+TEST_F(id3V1TagTest, SavesAFileOfSeveralNamesOnlyWhereItIsAskedTo) {
+    const std::pair<bool (*)(id3V1Tag&), std::string> kCases[] = {{writeNewTitle, kEdited}, {drop, ""}};
+    for (const auto& [save, record] : kCases) {
+        const std::string path = folder_.write("file", "audio" + kRecord);
+        std::filesystem::remove(folder_ / "other");
+        std::filesystem::remove(folder_ / "link");
+        std::filesystem::create_hard_link(path, folder_ / "other");
+        std::filesystem::create_symlink("file", folder_ / "link");
+        id3V1Tag tag(kStandardDialect);
+        ASSERT_TRUE(tag.openPath(folder_ / "link"));
+        EXPECT_FALSE(save(tag));
+        EXPECT_EQ(tag.getErrorDescription(), "has 2 names (hard links); --break-links saves it under this one alone");
+        EXPECT_EQ(test::contentOf(path), "audio" + kRecord);
+        tag.setSaveOptions({.file = {.durability = util::Durability::unsynced}, .breakLinks = true});
+        EXPECT_TRUE(save(tag));
+        EXPECT_EQ(test::contentOf(path), "audio" + record);
+        EXPECT_EQ(test::contentOf(folder_ / "other"), "audio" + kRecord);
+        EXPECT_TRUE(std::filesystem::is_symlink(folder_ / "link"));
+        EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder_.path()), {}), 3) << "no working file";
+    }
+}
+
 }  // namespace
 }  // namespace quillet

@@ -126,5 +126,44 @@ TEST(TagPictures, FindsThePictureThatAFrameWrote) {
     }
 }
 
+TEST(TagPictures, WritesWhatIsMissingOrStandsElsewhere) {
+    const auto picture = [](std::string_view image, const char* type, std::string_view mime, std::string_view text) {
+        return Picture{test::dataOf(image), type, std::string(mime), std::string(text)};
+    };
+    struct {
+        const char* name;
+        Picture given;
+        std::string_view type, mime, mimeOf20, description;
+    } const cases[] = {
+        {"JPEG", picture("\xff\xd8\xff\xe1", "", "", ""), "Cover (front)", "image/jpeg", "image/jpeg", ""},
+        {"PNG", picture("\x89PNG\r\n\x1a\n", "", "", ""), "Cover (front)", "image/png", "image/png", ""},
+        {"GIF", picture("GIF89a", "", "", ""), "Cover (front)", "image/gif", "image/gif", ""},
+        {"WebP", picture("RIFF\1\2\3\4WEBPVP8 ", "", "", ""), "Cover (front)", "image/webp", "image/webp", ""},
+        {"BMP", picture("BM\1", "", "", ""), "Cover (front)", "image/bmp", "image/bmp", ""},
+        {"unknown", picture("RIFF\1\2\3\4WAVE", "", "", ""), "Cover (front)", "image/", "\0\0\0"sv, ""},
+        {"too short to tell", picture("RIFF", "", "", ""), "Cover (front)", "image/", "\0\0\0"sv, ""},
+        {"no such type", picture("X", "Sleeve", "image/tiff", "d"), "Other", "image/tiff", "TIF", "d"},
+        {"a link", picture("http://a", "Other", "-->", "d"), "Other", "-->", "-->", "d"},
+        {"with NULs", picture("X", "Conductor", "image/png\0"sv, "d\0e"sv), "Conductor", "image/png", "image/png", "d"},
+        {"as a 2.2 picture is read", picture("X", "PNG", "Conductor", ""), "Conductor", "image/png", "image/png", ""},
+        {"of an unknown type", picture("X", "JPG", "Unknown", "ж"), "Other", "image/jpeg", "image/jpeg", "ж"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        for (const std::int32_t version : {2, 3, 4}) {
+            id3V2Frame frame("APIC", 0, 0, version, kStandardDialect);
+            EXPECT_TRUE(frame.writeImage(c.given));
+            const Picture wanted{c.given.image, std::string(c.type), std::string(version == 2 ? c.mimeOf20 : c.mime),
+                                 std::string(c.description)};
+            EXPECT_EQ(read(test::bodyOf(frame), version, kStandardDialect), shown(wanted));
+            // Whatever the system makes of a description, it finds the picture.
+            id3V2Frame system("APIC", 0, 0, version);
+            EXPECT_TRUE(system.writeImage(c.given));
+            EXPECT_TRUE(
+                read(test::bodyOf(system), version, kSystemDialect).ends_with("|" + test::bytesOf(c.given.image)));
+        }
+    }
+}
+
 }  // namespace
 }  // namespace quillet
