@@ -218,13 +218,15 @@ class id3V2Tag {
     /// Its size field included; 0 without one.
     std::uint32_t extendedHeaderLength() const;
     bool isReadable();
+    /// Moves the tag's end behind its footer, where there is one.
+    void passFooter(AudioFile& file);
     /// Notes where in the file the tag stands, of which the frames end `framesEnd` bytes behind its header.
     void noteExtent(const util::Data& tag, std::int64_t framesEnd);
     void walkFrames(FrameWalkInput input);
 
     /// A tag as it is to stand in a file.
     struct Image {
-        std::shared_ptr<std::string> bytes;  ///< with zeros behind the tag, where a reader's last look passes its end
+        std::shared_ptr<std::string> bytes;  ///< with what a reader of the file finds behind the tag
         std::size_t size = 0;
         std::size_t framesBegin = 0;
         std::size_t framesEnd = 0;
@@ -241,8 +243,9 @@ class id3V2Tag {
     bool holdsChecksum() const;
     /// All frames as bytes behind the room for the headers; nullopt, with the error set, where one cannot be written.
     std::optional<Image> renderFrames(const FrameArray& order);
-    /// Puts headers and padding around the frames; false, with the error set, where that is too large for a tag.
-    bool complete(Image& image, std::uint64_t padding);
+    /// Puts headers and padding around the frames, and behind that what a reader of the file will find there; false,
+    /// with the error set, where that is too large for a tag.
+    bool complete(Image& image, std::uint64_t padding, std::string_view behind);
     /// Whether a reader of the image finds this tag and these frames.
     bool readsBack(const Image& image, const FrameArray& order) const;
     /// How much of the room that the tag has in its file `image` leaves; below 0 where it is larger.

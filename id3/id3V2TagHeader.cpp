@@ -7,6 +7,7 @@
 #include "id3/id3V2Tag.hpp"
 #include "util/ByteReader.hpp"
 #include "util/Log.hpp"
+#include "util/Narrow.hpp"
 
 namespace quillet {
 
@@ -100,7 +101,7 @@ std::uint32_t id3V2Tag::audioStart() const {
     if (!present_) return 0;
     if (dialect_->leavesHeaderOutOfAudioStart) return positionInFile_ + tagLength();
     // What the file has, whatever was changed in memory.
-    return positionInFile_ + kTagHeaderLength + tagLength_ + (footer() ? kTagHeaderLength : 0);
+    return util::lowBits<std::uint32_t>(extent_.end);
 }
 
 bool id3V2Tag::tagUnsynch() const {

@@ -119,15 +119,24 @@ bool id3V2Tag::readTag(AudioFile& file, const util::Data& block, std::uint64_t b
         input.frameOffset = 0;
     }
     walkFrames(std::move(input));
+    if (footer() && !dialect_->writesFooterAsZeros) passFooter(file);
     noteExtent(tag, framesBegin + frameSetLength_);
     frameSetLength_ += removed;  // as they stand in the file
     return true;
 }
 
+void id3V2Tag::passFooter(AudioFile& file) {
+    // As long as a header; what does not look like one is audio.
+    if (util::charactersOf(file.read(extent_.end, kTagHeaderLength).bytes()).starts_with("3DI")) {
+        extent_.end += kTagHeaderLength;
+    } else {
+        remarks_.add("the footer is missing");
+    }
+}
+
 void id3V2Tag::noteExtent(const util::Data& tag, std::int64_t framesEnd) {
     const auto used = static_cast<std::size_t>(std::clamp<std::int64_t>(framesEnd, 0, std::int64_t{tagLength_}));
     extent_.framesEnd = extent_.begin + kTagHeaderLength + used;
-    if (footer() && !dialect_->writesFooterAsZeros) extent_.end += kTagHeaderLength;  // a footer is as long as a header
     // Bytes that a reversal of unsynchronisation took out are none that count for a padding.
     const auto rest = tag.slice(used, tag.size() - std::min(used, tag.size()));
     extent_.isCertain =

@@ -80,20 +80,21 @@ FrameArray id3V2Tag::framesInWritingOrder() const {
     // Each identifier's small frames go in front of what is there already, so that the last identifier's stand first.
     const FrameID comment = majorVersion_ < 3 ? kComment2 : kComment3;
     const std::vector<FrameID> identifiers = frameSet_.identifiers();
-    std::vector<std::pair<std::size_t, const std::shared_ptr<id3V2Frame>*>> placed;
     std::vector<std::pair<FrameID, std::size_t>> ranks;
     for (std::size_t i = 0; i < identifiers.size(); ++i) ranks.emplace_back(identifiers[i], identifiers.size() - i);
     std::ranges::sort(ranks);
-    for (const auto& frame : frameSet_.all()) {
-        const FrameID identifier = frame->getFrameID();
-        const auto rank = std::ranges::lower_bound(ranks, std::pair(identifier, std::size_t{0}));
-        const bool inFront = identifier == comment || frame->length() < kFirstLargeFrame;
-        placed.emplace_back(inFront ? rank->second : 2 * identifiers.size() - rank->second + 1, &frame);
+    const FrameArray& frames = frameSet_.all();
+    std::vector<std::pair<std::size_t, std::size_t>> placed;  // rank, and place in the store
+    for (std::size_t i = 0; i < frames.size(); ++i) {
+        const FrameID identifier = frames[i]->getFrameID();
+        const std::size_t rank = std::ranges::lower_bound(ranks, std::pair(identifier, std::size_t{0}))->second;
+        const bool inFront = identifier == comment || frames[i]->length() < kFirstLargeFrame;
+        placed.emplace_back(inFront ? rank : 2 * identifiers.size() - rank + 1, i);
     }
-    std::ranges::stable_sort(placed, {}, [](const auto& one) { return one.first; });
+    std::ranges::sort(placed);
     FrameArray ordered;
     ordered.reserve(placed.size());
-    for (const auto& [rank, frame] : placed) ordered.push_back(*frame);
+    for (const auto& [rank, place] : placed) ordered.push_back(frames[place]);
     return ordered;
 }
 
@@ -123,7 +124,7 @@ std::optional<id3V2Tag::Image> id3V2Tag::renderFrames(const FrameArray& order) {
     return image;
 }
 
-bool id3V2Tag::complete(Image& image, std::uint64_t padding) {
+bool id3V2Tag::complete(Image& image, std::uint64_t padding, std::string_view behind) {
     const bool footed = footer() && dialect_->writesFooterAsZeros;
     const std::uint64_t size = image.framesEnd + padding + (footed ? kTagHeaderLength : 0);
     if (size - kTagHeaderLength > kLargestTag) return refuse("the tag would be larger than a tag can be");
@@ -136,7 +137,8 @@ bool id3V2Tag::complete(Image& image, std::uint64_t padding) {
     header += extendedHeaderToWrite(static_cast<std::uint32_t>(padding));
     image.bytes->replace(0, image.framesBegin, header);
     image.bytes->resize(image.framesEnd);
-    image.bytes->resize(image.size + kSearchBlock);
+    image.bytes->resize(image.size);
+    *image.bytes += behind;
     return true;
 }
 

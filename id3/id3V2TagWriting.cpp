@@ -29,6 +29,16 @@ util::FileRange differenceOf(util::Bytes bytes, util::Bytes before) {
     return {begin, std::max(begin, static_cast<std::uint64_t>(last - bytes.begin()))};
 }
 
+/// As much of what will stand behind a tag as a reader of the tag looks at.
+std::string beginningOf(AudioFile& file, const std::vector<util::FileRange>& ranges) {
+    std::string beginning;
+    for (const util::FileRange& range : ranges) {
+        const std::uint64_t wanted = std::min<std::uint64_t>(range.end - range.begin, kSearchBlock - beginning.size());
+        beginning += util::charactersOf(file.read(range.begin, static_cast<std::size_t>(wanted)).bytes());
+    }
+    return beginning;
+}
+
 }  // namespace
 
 bool id3V2Tag::writeTag() {
@@ -82,16 +92,17 @@ bool id3V2Tag::saveImage(AudioFile& file, Image& image, const FrameArray& order)
     const std::int64_t spare = spareRoom(image);
     const bool fits = present_ && extent_.isCertain && spare >= 0 &&
                       static_cast<std::uint64_t>(spare) >= file.size() / kFileBytesForSpareByte;
-    if (!complete(image, fits ? static_cast<std::uint64_t>(spare) : kRewritePadding)) return false;
+    const auto kept = rangesWithoutTag(file.size());
+    if (!kept) return false;
+    const std::string behind = beginningOf(file, *kept);
+    if (!complete(image, fits ? static_cast<std::uint64_t>(spare) : kRewritePadding, behind)) return false;
 
     const bool inPlace =
         fits && positionInFile_ == 0 && extent_.begin == 0 && image.size == extent_.end && file.linkCount() == 1;
     if (inPlace && readsBack(image, order)) return saveInPlace(file, image);
-    if (inPlace && !complete(image, kRewritePadding)) return false;
+    if (inPlace && !complete(image, kRewritePadding, behind)) return false;
     if (!readsBack(image, order)) return refuse("the changed tag could not be read back as it is meant");
-
-    const auto kept = rangesWithoutTag(file.size());
-    if (!kept || !replaceFile(file, image.tag(), *kept)) return false;
+    if (!replaceFile(file, image.tag(), *kept)) return false;
     takeOver(image);
     return true;
 }
