@@ -24,7 +24,10 @@ void FrameStore::removeAll(FrameID identifier) {
 }
 
 bool FrameStore::remove(const id3V2Frame* frame) {
-    return std::erase_if(frames_, [frame](const auto& one) { return one.get() == frame; }) > 0;
+    const auto found = std::ranges::find(frames_, frame, [](const auto& one) { return one.get(); });
+    if (found == frames_.end()) return false;
+    frames_.erase(found);
+    return true;
 }
 
 const id3V2Frame* FrameStore::first(FrameID identifier) const {

@@ -3,7 +3,6 @@
 
 #include "id3/Limits.hpp"
 #include "id3/id3V2Tag.hpp"
-#include "util/Narrow.hpp"
 
 namespace quillet {
 
@@ -36,10 +35,16 @@ bool id3V2Tag::setFrames(FrameArray frames) {
 }
 
 bool id3V2Tag::dropFrame(FrameID identifier, std::int32_t index) {
-    const FrameArray stored = frameSet_.titled(identifier);
-    if (stored.empty()) return true;
-    if (const auto place = util::narrow<std::size_t>(index)) return *place < stored.size() && dropFrame(stored[*place]);
-    for (const auto& frame : stored) frameSetLength_ -= frame->length();
+    std::int32_t met = 0;
+    std::uint32_t length = 0;
+    for (const auto& frame : frameSet_.all()) {
+        if (frame->getFrameID() != identifier) continue;
+        if (met++ == index) return dropFrame(frame);
+        length += frame->length();
+    }
+    if (met == 0) return true;
+    if (index >= 0) return false;
+    frameSetLength_ -= length;
     frameSet_.removeAll(identifier);
     noteDrop();
     return true;
@@ -47,8 +52,10 @@ bool id3V2Tag::dropFrame(FrameID identifier, std::int32_t index) {
 
 bool id3V2Tag::dropFrame(const std::shared_ptr<id3V2Frame>& frame) {
     if (!frame) return false;
-    if (!frameSet_.remove(frame.get())) return frameSet_.first(frame->getFrameID()) == nullptr;
-    frameSetLength_ -= frame->length();
+    const std::uint32_t length = frame->length();  // now, since `frame` may be what the store itself holds
+    const FrameID identifier = frame->getFrameID();
+    if (!frameSet_.remove(frame.get())) return frameSet_.first(identifier) == nullptr;
+    frameSetLength_ -= length;
     noteDrop();
     return true;
 }

@@ -341,22 +341,29 @@ TEST(TagFrames, AreFiledAtTheirPlace) {
 
 TEST(TagFrames, AreDroppedOneByOneOrAll) {
     for (const Dialect& dialect : {kSystemDialect, kStandardDialect}) {
-        id3V2Tag tag = tagOf(3, {{"TIT2", "a"}, {"TPE1", "p"}, {"TIT2", "b"}, {"TIT2", "c"}}, dialect);
+        id3V2Tag tag = tagOf(3, {{"TIT2", "long"}, {"TPE1", "p"}, {"TIT2", "bb"}, {"TIT2", "c"}}, dialect);
         const std::uint32_t before = tag.tagLength();
         EXPECT_TRUE(tag.dropFrame("XXXX", 3) && tag.dropFrame("XXXX", -1) && tag.dropFrame(frame("XXXX", "")));
-        EXPECT_FALSE(tag.dropFrame("TIT2", 3) || tag.dropFrame(nullptr) || tag.dropFrame(frame("TIT2", "a")));
+        EXPECT_FALSE(tag.dropFrame("TIT2", 3) || tag.dropFrame(nullptr) || tag.dropFrame(frame("TIT2", "c")));
         EXPECT_EQ(tag.tagLength(), before);
         EXPECT_FALSE(tag.tagChanged());
         EXPECT_TRUE(tag.dropFrame("TIT2", 1));
-        EXPECT_EQ(shown(tag), "TIT2=a TPE1=p TIT2=c");
+        EXPECT_EQ(shown(tag), "TIT2=long TPE1=p TIT2=c");
+        EXPECT_EQ(tag.tagLength(), before - 12);
         EXPECT_EQ(tag.tagChanged(), !dialect.ignoresDropsAsChange);
         EXPECT_TRUE(tag.dropFrame(tag.frames().all().front()));
         EXPECT_EQ(shown(tag), "TPE1=p TIT2=c");
-        EXPECT_EQ(tag.tagLength(), before - 22);
+        EXPECT_EQ(tag.tagLength(), before - 26);
         EXPECT_TRUE(tag.dropFrame("TIT2", -1) && tag.dropFrame("TPE1", -1));
-        EXPECT_EQ(tag.tagLength(), before - 44);
+        EXPECT_EQ(tag.tagLength(), before - 48);
         EXPECT_EQ(tag.tagChanged(), !dialect.ignoresDropsAsChange);
     }
+    const auto twice = frame("TIT2", "twice");
+    id3V2Tag tag = tagOf(3, {{"TPE1", "p"}}, kSystemDialect);
+    const std::uint32_t before = tag.tagLength();
+    EXPECT_TRUE(tag.addUpdateFrame(twice, false, 0) && tag.addUpdateFrame(twice, false, 0) && tag.dropFrame(twice));
+    EXPECT_EQ(shown(tag), "TPE1=p TIT2=twice");
+    EXPECT_EQ(tag.tagLength(), before + 15);
 }
 
 TEST(TagFlags, AreSetInTheirVersionsAlone) {
