@@ -120,7 +120,7 @@ bool TagAPI::convertByMeaning(std::uint32_t minor) {
     }
     v2Tag_ = std::move(made);
     saveProblem_.clear();
-    save(*v2Tag_, &id3V2Tag::writeTag, &id3V2Tag::writeTag);
+    updateV2();
     return done;
 }
 
