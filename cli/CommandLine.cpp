@@ -60,7 +60,7 @@ int explain(CLI::App& app, const CLI::ParseError& error, int argumentCount, char
 
 int runCommandLine(int argumentCount, char** arguments) {
     Invocation invocation;
-    CLI::App app("Puts fetched audio files into a music library, and reads their tags.", "quillet");
+    CLI::App app("Puts fetched audio files into a music library, and reads and changes their tags.", "quillet");
     app.set_version_flag("--version", "quillet " QUILLET_VERSION);
     app.add_option("--root", invocation.root, "The folder that the library lies under")
         ->type_name("DIR")

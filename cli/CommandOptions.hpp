@@ -20,5 +20,7 @@ struct Invocation {
 /// outlive the parsing.
 void addLibraryCommands(CLI::App& app, Invocation& invocation);
 void addTagCommands(CLI::App& app, Invocation& invocation);
+/// Those below "tag" that change files.
+void addTagEditCommands(CLI::App& tag, Invocation& invocation);
 
 }  // namespace quillet::cli

@@ -11,6 +11,7 @@ inline constexpr const char* kMainHelp = R"(Examples:
   quillet library list --json | jq .title
   quillet info ~/Music             bit rate, duration ... of every .mp3 file there
   quillet tag show song.mp3        what its tags say
+  quillet tag set song.mp3 --title "A title" --year 2009
 
 The library lies under a root folder: --root DIR, else $QUILLET_ROOT, else
 $XDG_DATA_HOME/quillet, else ~/.local/share/quillet.
@@ -105,6 +106,8 @@ inline constexpr const char* kTagHelp = R"(Examples:
   quillet tag show song.mp3
   quillet tag frames --json ~/Music
   quillet tag cover song.mp3 -o cover.jpg
+  quillet tag set song.mp3 --title "A title" --track 3/12 --cover front.jpg
+  quillet tag convert --to 2.4 --dry-run ~/Music
 )";
 
 inline constexpr const char* kTagShowHelp =
@@ -136,6 +139,54 @@ Examples:
   quillet tag cover song.mp3 -o cover.jpg
   quillet tag cover song.mp3 -o - | file -
   mkdir covers && quillet tag cover ~/Music/album -o covers
+)";
+
+inline constexpr const char* kTagSetHelp =
+    R"(What is not named stays as it is; an empty value takes a field away. A number
+without a total keeps the total. The cover takes the place of the present one,
+other pictures stay; --cover none takes all away. In 2.2, 2.3 or 2.4, --frame
+ID=TEXT sets any frame of text or web address, TXXX=DESCRIPTION=TEXT (WXXX,
+COMM and USLT too) one of several. A file with an ID3v1 tag alone gets its
+values in an ID3v2 tag first, one without any tag an ID3v2.3 tag; an ID3v1 tag
+that is there is kept in step.
+
+Audio is never touched, and after saving each file is read again and compared.
+A tag that fits is changed in place; otherwise the file is written anew beside
+the old one, and takes its name when it is complete and on the disk. What would
+not change is not written. --dry-run tells what would change.
+
+Examples:
+  quillet tag set song.mp3 --title "A title" --artist "An artist" --year 2009
+  quillet tag set album --album "An album" --genre Jazz --genre Swing
+  quillet tag set song.mp3 --comment "" --cover front.jpg --dry-run
+  quillet tag set song.mp3 --frame TBPM=120 --frame TXXX=mood=calm
+)";
+
+inline constexpr const char* kTagCopyHelp =
+    R"(Title, artist, album, year, track, genre and comment. An ID3v1 tag has 30
+characters for a text (28 or 30 for the comment), and cuts what is longer.
+
+Examples:
+  quillet tag copy v1-to-v2 old.mp3
+  quillet tag copy v2-to-v1 --dry-run ~/Music
+)";
+
+inline constexpr const char* kTagConvertHelp =
+    R"(Each frame becomes its equivalent in the other version; one that has none is
+lost, and named. A file with an ID3v1 tag alone gets its values in a new tag.
+
+Examples:
+  quillet tag convert --to 2.3 --dry-run song.mp3
+  quillet tag convert --to 2.4 ~/Music
+)";
+
+inline constexpr const char* kTagDropHelp =
+    R"(Takes the tag out of the file, and nothing else. See the other one stays, and
+with --dry-run, what would be gone.
+
+Examples:
+  quillet tag drop v1 song.mp3
+  quillet tag drop v2 --dry-run ~/Music
 )";
 
 }  // namespace quillet::cli

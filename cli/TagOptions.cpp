@@ -55,13 +55,14 @@ void addCover(CLI::App& parent, Invocation& invocation) {
 void addTagCommands(CLI::App& app, Invocation& invocation) {
     addReader(app, invocation, "info", "The audio facts: format, bit rate, channels, duration, fingerprint", kInfoHelp,
               runInfo);
-    CLI::App* tag = app.add_subcommand("tag", "What the tags of files say");
+    CLI::App* tag = app.add_subcommand("tag", "What the tags of files say, and changing them");
     tag->require_subcommand(1);
     tag->footer(kTagHelp);
     addReader(*tag, invocation, "show", "Title, artist, album and all else that is known by meaning", kTagShowHelp,
               runTagShow);
     addReader(*tag, invocation, "frames", "Every frame of the ID3v2 tag, in order", kTagFramesHelp, runTagFrames);
     addCover(*tag, invocation);
+    addTagEditCommands(*tag, invocation);
 }
 
 }  // namespace quillet::cli

@@ -17,27 +17,11 @@ namespace quillet::cli {
 
 namespace {
 
-std::string reasonOf(util::Status status, const std::string& path) {
-    std::error_code error;
-    switch (status.error()) {
-        case ENOENT:
-        case ENOTDIR:
-            return std::filesystem::is_symlink(path, error) ? "is a link to nothing" : "no such file";
-        case EISDIR:
-            return "is a folder";
-        case ENOTSUP:
-        case ENXIO:  // what opening a socket comes to
-            return "is not a regular file";
-        default:
-            return "cannot be read: " + status.message();
-    }
-}
-
 FileOutput readOne(TagAPI& api, const SelectedFile& file, const std::function<FileOutput(const TagView&)>& render) try {
     if (!file.reason.empty()) return {"", file.reason};
     const ThreadLog log;
     const bool hasAudio = api.examineFile(file.path);
-    if (!api.openStatus().ok()) return {"", reasonOf(api.openStatus(), file.path)};
+    if (!api.openStatus().ok()) return {"", reasonAgainstReading(api.openStatus(), file.path)};
     if (api.getFileSize() == 0) return {"", "is empty"};
     if (!hasAudio && !api.v2TagPresent() && !api.v1TagPresent()) return {"", "has neither MPEG audio nor a tag"};
     FileOutput output = render(TagView(api, file.path, hasAudio, log));
@@ -101,6 +85,22 @@ int readTags(Console& console, const TagFiles& files, const ResultLayout& layout
     }
     if (!selection.foundAnything()) return kNothingToDo;
     return anyFailed ? kSomeFailed : kAllDone;
+}
+
+std::string reasonAgainstReading(util::Status status, const std::string& path) {
+    std::error_code error;
+    switch (status.error()) {
+        case ENOENT:
+        case ENOTDIR:
+            return std::filesystem::is_symlink(path, error) ? "is a link to nothing" : "no such file";
+        case EISDIR:
+            return "is a folder";
+        case ENOTSUP:
+        case ENXIO:  // what opening a socket comes to
+            return "is not a regular file";
+        default:
+            return "cannot be read: " + status.message();
+    }
 }
 
 std::string jsonWithWarnings(nlohmann::ordered_json object, const TagView& view) {

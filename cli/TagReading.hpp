@@ -22,6 +22,9 @@ struct ResultLayout {
 int readTags(Console& console, const TagFiles& files, const ResultLayout& layout,
              const std::function<FileOutput(const TagView& view)>& render);
 
+/// Why a file could not be opened, in words that follow its name.
+std::string reasonAgainstReading(util::Status status, const std::string& path);
+
 /// A JSON object with the view's warnings added under "warnings".
 std::string jsonWithWarnings(nlohmann::ordered_json object, const TagView& view);
 /// The view's warnings, each on a line that begins with `prefix`, and with a line break in front of each.

@@ -72,6 +72,12 @@ class id3V1Tag {
 
     /// The record in memory, whether it is in the file yet or not; empty where none is held.
     util::Bytes record() const { return tag_ ? util::Bytes(*tag_) : util::Bytes(); }
+    /// A copy whose getters answer what the file would hold if it were written now.
+    id3V1Tag asWritten() const {
+        id3V1Tag written = *this;
+        written.present_ = tag_.has_value();
+        return written;
+    }
 
     bool tagPresent() const { return present_; }
     bool tagChanged() const { return changed_; }
