@@ -215,18 +215,17 @@ class Converter {
         const bool plainSizes = frame.majorVersion() == 3 || frame.isITunesV24Compat();
         FrameArray parts;
         util::ByteReader reader(body.subspan(*front));
-        while (!reader.atEnd()) {
-            const auto header = reader.take(kFrameHeaderLength);
-            if (!header) break;
-            util::ByteReader fields(header->subspan(4));
-            const std::uint32_t stated = *fields.u32BigEndian();
+        while (!isPadding(reader.rest())) {
+            const util::Bytes header = reader.take(kFrameHeaderLength).value_or(util::Bytes());
+            util::ByteReader fields(header);
+            const FrameID identifier = FrameID::ofWord(fields.u32BigEndian().value_or(0));
+            const std::uint32_t stated = fields.u32BigEndian().value_or(0);
+            const std::uint8_t firstFlag = fields.u8().value_or(0);
+            const auto formatFlags = fields.u8();
             const auto content = reader.take(plainSizes ? stated : synchsafe(stated));
-            const std::uint8_t firstFlag = *fields.u8();
-            const std::uint8_t formatFlags = *fields.u8();
-            if (!content || formatFlags != 0)
+            if (!content || formatFlags != std::uint8_t{0})
                 return lose(frame.getFrameID(), "has frames inside that could not be read");
-            parts.push_back(std::make_shared<id3V2Frame>(Data::copyOf(*content),
-                                                         FrameID(util::charactersOf(header->first(4))), firstFlag, 0,
+            parts.push_back(std::make_shared<id3V2Frame>(Data::copyOf(*content), identifier, firstFlag, std::uint8_t{0},
                                                          frame.majorVersion(), kStandardDialect));
         }
         ConvertedFrames inner = Converter(parts, target_, numberOf_, frame.getFrameID().text() + "/").result();

@@ -200,6 +200,7 @@ bool id3V1Tag::newTag() {
     clearError();
     tag_.emplace();
     std::copy(kMarker.begin(), kMarker.end(), tag_->begin());
+    if (!dialect_->limitsV1Genres) tag_->back() = kNoGenre;
     changed_ = true;
     return true;
 }
