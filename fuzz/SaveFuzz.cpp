@@ -26,13 +26,12 @@ void require(bool holds, std::source_location at = std::source_location::current
 
 /// A file of this process's own, in memory where the machine has a place for that.
 const std::string& workingFile() {
-    static const std::string path = [] {
+    static const std::string* path = [] {  // outlives what removes the file
         const std::string folder = std::filesystem::exists("/dev/shm") ? "/dev/shm" : "/tmp";
-        std::string made = folder + "/quillet-save-" + std::to_string(::getpid());
         std::atexit([] { std::filesystem::remove(workingFile()); });
-        return made;
+        return new std::string(folder + "/quillet-save-" + std::to_string(::getpid()));
     }();
-    return path;
+    return *path;
 }
 
 void put(std::string_view content) {

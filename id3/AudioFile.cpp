@@ -33,12 +33,14 @@ util::Status AudioFile::open(const std::string& path, Access access) {
 
 util::Status AudioFile::refresh() {
     headLength_ = 0;
+    hasFailed_ = false;
     dropForeignBuffer();
     struct stat facts;
     if (::fstat(descriptor_.number(), &facts) != 0) return util::statusOf(-1);
     if (const util::Status regular = util::regularFileStatus(facts); !regular.ok()) return regular;
     stamp_ = util::stampOf(facts);
     size_ = stamp_.size;
+    isOpen_ = true;
     linkCount_ = static_cast<std::uint64_t>(facts.st_nlink);
     return util::Status::success();
 }
@@ -48,6 +50,7 @@ void AudioFile::openImage(std::shared_ptr<std::uint8_t[]> bytes, std::size_t siz
     buffer_ = std::move(bytes);
     capacity_ = headLength_ = size;
     size_ = size;
+    isOpen_ = true;
 }
 
 void AudioFile::dropForeignBuffer() {
@@ -64,7 +67,7 @@ void AudioFile::close() {
     static_cast<void>(descriptor_.close());  // nothing was written
     size_ = 0;
     headLength_ = 0;
-    canUpdate_ = false;
+    isOpen_ = canUpdate_ = hasFailed_ = false;
     stamp_ = {};
 }
 
@@ -77,7 +80,10 @@ std::size_t AudioFile::readInto(std::uint64_t offset, std::span<std::uint8_t> ta
         const auto rest = target.subspan(done);
         const ssize_t count = util::retried(
             [&] { return ::pread(descriptor_.number(), rest.data(), rest.size(), static_cast<off_t>(offset + done)); });
-        if (count <= 0) break;
+        if (count <= 0) {
+            hasFailed_ = true;
+            break;
+        }
         done += static_cast<std::size_t>(count);
     }
     return done;
@@ -89,7 +95,10 @@ void AudioFile::extendHead(std::uint64_t end) {
     if (wanted > capacity_) {
         const std::size_t capacity = (wanted / kBufferStep + 1) * kBufferStep;
         std::shared_ptr<std::uint8_t[]> larger(new (std::nothrow) std::uint8_t[capacity]);
-        if (!larger) return;
+        if (!larger) {
+            hasFailed_ = true;
+            return;
+        }
         std::copy_n(buffer_.get(), headLength_, larger.get());
         buffer_ = std::move(larger);
         capacity_ = capacity;
@@ -108,7 +117,10 @@ util::Data AudioFile::read(std::uint64_t offset, std::size_t count) {
         return util::Data(buffer_, {buffer_.get() + begin, std::min(count, headLength_ - begin)});
     }
     std::shared_ptr<std::uint8_t[]> own(new (std::nothrow) std::uint8_t[count]);
-    if (!own) return {};
+    if (!own) {
+        hasFailed_ = true;
+        return {};
+    }
     const std::size_t done = readInto(offset, {own.get(), count});
     return util::Data(own, {own.get(), done});
 }

@@ -31,8 +31,11 @@ class AudioFile {
     /// Views that were handed out stay.
     void close();
 
+    bool isOpen() const noexcept { return isOpen_; }
     /// In bytes, when it was opened; 0 where nothing is open.
     std::uint64_t size() const noexcept { return size_; }
+    /// Whether something that should be there could not be read since it was opened.
+    bool hasFailed() const noexcept { return hasFailed_; }
     /// Whether it is open for changing it.
     bool canUpdate() const noexcept { return canUpdate_; }
     const util::FileDescriptor& descriptor() const noexcept { return descriptor_; }
@@ -59,6 +62,8 @@ class AudioFile {
     util::FileStamp stamp_;
     std::uint64_t linkCount_ = 0;
     bool canUpdate_ = false;
+    bool isOpen_ = false;
+    mutable bool hasFailed_ = false;  ///< by a read, which changes nothing else
     std::shared_ptr<std::uint8_t[]> buffer_;
     std::size_t capacity_ = 0;
     std::size_t headLength_ = 0;  ///< how much of the buffer holds the file's beginning

@@ -205,6 +205,7 @@ class id3V2Tag {
   private:
     void reset(const std::string& path);
     bool readFrom(AudioFile& file);
+    bool findAndRead(AudioFile& file);
     /// How many bytes of the file are searched for a header at a time.
     std::uint64_t searchedAtOnce() const;
     /// Reads the tag whose header stands at `position` of `block`, which begins at `base` of the file.
@@ -324,6 +325,7 @@ class id3V2Tag {
     };
     Extent extent_;
     bool guessedLength_ = false;            ///< of the tag
+    bool readFailed_ = false;               ///< so that what the file has is not known
     bool guessedFrames_ = false;            ///< where the frames begin, or where one of them ends
     std::optional<util::FileStamp> stamp_;  ///< of the file when it was read or written last; none for a new tag
     SaveOptions saveOptions_;

@@ -55,7 +55,8 @@ void id3V2Tag::reset(const std::string& path) {
 
 bool id3V2Tag::getTag() {
     AudioFile file;
-    return file.open(path_).ok() && readFrom(file);
+    readFailed_ = !file.open(path_).ok();
+    return !readFailed_ && readFrom(file);
 }
 
 std::uint64_t id3V2Tag::searchedAtOnce() const {
@@ -63,6 +64,12 @@ std::uint64_t id3V2Tag::searchedAtOnce() const {
 }
 
 bool id3V2Tag::readFrom(AudioFile& file) {
+    const bool found = findAndRead(file);
+    readFailed_ = file.hasFailed() || !file.isOpen();
+    return found;
+}
+
+bool id3V2Tag::findAndRead(AudioFile& file) {
     remarks_.clear();
     fileSize_ = file.size();
     stamp_ = file.stamp();

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "id3/Limits.hpp"
+#include "id3/SaveProblem.hpp"
 #include "id3/id3V2Tag.hpp"
 #include "util/Log.hpp"
 #include "util/Narrow.hpp"
@@ -61,9 +62,9 @@ bool id3V2Tag::writeTag(AudioFile& file) {
 }
 
 bool id3V2Tag::isSaveable(const AudioFile& file) {
+    if (readFailed_) return refuse(std::string("could not be read"));
     if (stamp_ && *stamp_ != file.stamp()) return refuse(util::Status::failure(EBUSY));
-    if (file.linkCount() > 1 && !saveOptions_.breakLinks)
-        return refuse("has " + std::to_string(file.linkCount()) + " names (hard links)");
+    if (file.linkCount() > 1 && !saveOptions_.breakLinks) return refuse(saveProblemOfLinks(file.linkCount()));
     return true;
 }
 
@@ -245,6 +246,7 @@ void id3V2Tag::takePlaceOf(const id3V2Tag& old) {
     guessedLength_ = old.guessedLength_;
     guessedFrames_ = old.guessedFrames_;
     stamp_ = old.stamp_;
+    readFailed_ = old.readFailed_;
     remarks_ = old.remarks_;
     tagChanged_ = 1;
 }
@@ -262,12 +264,7 @@ bool id3V2Tag::refuse(std::string reason) {
 }
 
 bool id3V2Tag::refuse(util::Status status) {
-    switch (status.error()) {
-        case EBUSY:
-            return refuse(std::string("was changed by another program meanwhile"));
-        default:
-            return refuse("cannot be written: " + status.message());
-    }
+    return refuse(saveProblem(status));
 }
 
 }  // namespace quillet

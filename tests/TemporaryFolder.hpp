@@ -1,6 +1,7 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -14,8 +15,9 @@ namespace quillet::test {
 /// A folder of this test's own, gone with it.
 class TemporaryFolder {
   public:
-    TemporaryFolder() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "quillet-test-XXXXXX").string();
+    TemporaryFolder() : TemporaryFolder(std::filesystem::temp_directory_path()) {}
+    explicit TemporaryFolder(const std::filesystem::path& parent) {
+        std::string pattern = (parent / "quillet-test-XXXXXX").string();
         if (mkdtemp(pattern.data()) == nullptr) ADD_FAILURE() << "cannot make " << pattern;
         path_ = pattern;
     }
@@ -34,6 +36,12 @@ class TemporaryFolder {
         const std::string path = *this / name;
         std::ofstream(path, std::ios::binary) << content;
         return path;
+    }
+
+    /// Where a sync costs nothing, as far as this machine has such a place.
+    static std::filesystem::path inMemory() {
+        const char* memory = "/dev/shm";
+        return ::access(memory, W_OK) == 0 ? memory : std::filesystem::temp_directory_path();
     }
 
   private:

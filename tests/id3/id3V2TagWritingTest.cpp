@@ -219,7 +219,7 @@ TEST(id3V2TagWriting, KeepsLinksAsTheyAre) {
     std::filesystem::create_hard_link(path, folder / "other.mp3");
     const std::string linked = contentOf(path);
     id3V2Tag tag = opened(path);
-    EXPECT_EQ(savedWithTitle(tag, path), "has 2 names (hard links)");
+    EXPECT_EQ(savedWithTitle(tag, path), "has 2 names (hard links); --break-links saves it under this one alone");
     tag.setSaveOptions({.file = {}, .breakLinks = true});
     EXPECT_EQ(savedWithTitle(tag, path), "rewritten");
     EXPECT_TRUE(contentOf(folder / "other.mp3") == linked);
