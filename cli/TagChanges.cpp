@@ -49,7 +49,7 @@ std::map<std::string, std::string> fieldsOf(const id3V1Tag& held) {
 
 bool alike(const id3V2Frame& before, const id3V2Frame& after, Likeness likeness) {
     if (before.majorVersion() == after.majorVersion() && before.isWrittenLike(after)) return true;
-    if (likeness == Likeness::bytes) return false;
+    if (likeness == Likeness::bytes || before.getFrameID() != after.getFrameID()) return false;
     const auto& bodyBefore = before.getRawFrameData();
     const auto& bodyAfter = after.getRawFrameData();
     if (bodyBefore && bodyAfter && *bodyBefore == *bodyAfter) return true;
@@ -119,7 +119,9 @@ void addFrameChanges(TagChanges& changes, const TagState& before, const TagState
         to.resize(from.size());
         for (std::size_t i = 0; i < from.size(); ++i) {
             const id3V2Frame& present = to[i] != nullptr ? *to[i] : *from[i];
-            changes.push_back({"v2", present.getFrameID().text(), contentOf(from[i]), contentOf(to[i])});
+            changes.push_back({"v2", present.getFrameID().text(), contentOf(from[i]), contentOf(to[i]), ""});
+            if (from[i] != nullptr && from[i]->getFrameID() != present.getFrameID())
+                changes.back().formerId = from[i]->getFrameID().text();
         }
     }
 }
@@ -138,7 +140,7 @@ void addV1Changes(TagChanges& changes, const TagState& before, const TagState& a
             const auto found = state.v1Fields.find(name);
             return found == state.v1Fields.end() ? std::nullopt : std::optional(found->second);
         };
-        if (valueIn(before) != valueIn(after)) changes.push_back({"v1", name, valueIn(before), valueIn(after)});
+        if (valueIn(before) != valueIn(after)) changes.push_back({"v1", name, valueIn(before), valueIn(after), ""});
     }
 }
 
@@ -164,20 +166,26 @@ std::string TagChange::name() const {
 
 nlohmann::ordered_json TagChange::json() const {
     const auto orNull = [](const auto& text) { return text ? nlohmann::ordered_json(*text) : nullptr; };
-    return {{"tag", tag}, {"id", id}, {"before", orNull(before)}, {"after", orNull(after)}};
+    nlohmann::ordered_json object = {{"tag", tag}, {"id", id}, {"before", orNull(before)}, {"after", orNull(after)}};
+    if (!formerId.empty()) object["formerId"] = formerId;
+    return object;
 }
 
 std::string TagChange::line() const {
     const auto text = [](const auto& content) { return content ? shown(*content) : "(absent)"; };
-    const std::string what = name() == id ? id : fmt::format("{} {}", id, name());
+    std::string what = name() == id ? id : fmt::format("{} {}", id, name());
+    if (!formerId.empty()) what += fmt::format(" (was {})", formerId);
+    if (before == after) return fmt::format("{} {}: {}", tag, shown(what), text(after));
     return fmt::format("{} {}: {} -> {}", tag, shown(what), text(before), text(after));
 }
 
 TagChanges changesBetween(const TagState& before, const TagState& after, Likeness likeness) {
     TagChanges changes;
-    if (v2Text(before) != v2Text(after)) changes.push_back({"v2", TagChange::kWholeTag, v2Text(before), v2Text(after)});
+    if (v2Text(before) != v2Text(after))
+        changes.push_back({"v2", TagChange::kWholeTag, v2Text(before), v2Text(after), ""});
     addFrameChanges(changes, before, after, likeness);
-    if (v1Text(before) != v1Text(after)) changes.push_back({"v1", TagChange::kWholeTag, v1Text(before), v1Text(after)});
+    if (v1Text(before) != v1Text(after))
+        changes.push_back({"v1", TagChange::kWholeTag, v1Text(before), v1Text(after), ""});
     addV1Changes(changes, before, after);
     return changes;
 }

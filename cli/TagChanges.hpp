@@ -31,23 +31,24 @@ struct TagChange {
     std::string id;                     ///< a frame's identifier, a field's name, or kWholeTag
     std::optional<std::string> before;  ///< its content in short, not yet fit for a terminal; nullopt where absent
     std::optional<std::string> after;
+    std::string formerId;  ///< the frame's identifier in the version it had before; "" where it is the same
 
     static constexpr const char* kWholeTag = "tag";  ///< its contents are "ID3v2.4.0", "ID3v1"
     /// What it is, in a word or two: "title", or the identifier of a frame without a name.
     std::string name() const;
     nlohmann::ordered_json json() const;
-    /// "v2 TIT2 title: Old -> New"
+    /// "v2 TIT2 title: Old -> New", "v2 TT2 title (was TIT2): Same"
     std::string line() const;
 };
 using TagChanges = std::vector<TagChange>;
 
 /// When two frames count as the same.
 enum class Likeness {
-    content,  ///< what they say is, in whatever encoding
+    content,  ///< identifier and what they say are the same, in whatever encoding
     bytes,    ///< each byte is
 };
-/// What has to change in `before` to get `after`. Frames are compared by identifier, an identifier of another version
-/// taken for its equivalent. Their order does not count, but among those of one identifier.
+/// What has to change in `before` to get `after`. Frames are compared with those of the same identifier, or of its
+/// equivalent in another version. Their order does not count, but among those of one identifier.
 TagChanges changesBetween(const TagState& before, const TagState& after, Likeness likeness);
 
 }  // namespace quillet::cli

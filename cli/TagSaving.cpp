@@ -151,10 +151,10 @@ class FileSaver {
         const bool isFound = reader_->examineFile(path);
         if (!reader_->openStatus().ok()) return reasonAgainstReading(reader_->openStatus(), path);
         const Audio now = Audio::of(*reader_, isFound, after);
-        const bool isWhole = now.bytesOutsideTags == audio.bytesOutsideTags ||
-                             (files_.force && now.bytesOutsideTags > audio.bytesOutsideTags);
-        if (!isWhole || (audio.isFound && (!now.isFound || now.hash != audio.hash)))
-            return "its audio is not what it was";
+        // Where the tag's end was a guess, more of the file is audio than it seemed, and it begins elsewhere.
+        const bool isMore = files_.force && now.bytesOutsideTags > audio.bytesOutsideTags;
+        const bool isSame = now.bytesOutsideTags == audio.bytesOutsideTags && now.hash == audio.hash;
+        if ((!isMore && !isSame) || (audio.isFound && !now.isFound)) return "its audio is not what it was";
 
         const TagState found = TagState::of(*reader_, false);
         if (const auto names = namesOf(changesBetween(after, found, Likeness::content)); !names.empty())

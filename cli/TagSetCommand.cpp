@@ -10,6 +10,7 @@
 #include "cli/TagSaving.hpp"
 #include "id3/ImageFormat.hpp"
 #include "id3/Limits.hpp"
+#include "util/Text.hpp"
 
 namespace quillet::cli {
 
@@ -41,10 +42,11 @@ class TagSetEdit : public TagEdit {
             outcome.failure = "its ID3v1 tag cannot be copied to an ID3v2 tag";
             return outcome;
         }
-        if (!setFields(api, before) || !setCover(api)) {
+        if (!setFields(api, before)) {
             outcome.failure = api.getV2Tag()->getErrorDescription().value_or("its tag cannot be changed so");
             return outcome;
         }
+        if (outcome.failure = setCover(api); !outcome.failure.empty()) return outcome;
         for (const FrameArgument& frame : options_.frames)
             if (outcome.failure = frame.apply(api); !outcome.failure.empty()) return outcome;
         outcome.after = TagState::of(api, false);
@@ -61,7 +63,7 @@ class TagSetEdit : public TagEdit {
         if (options_.year && reread.getYear() != *options_.year) return "year";
         if (!saysNumber(options_.track, reread.getTrack(), reread.getTotalNumberTracks())) return "track";
         if (!saysNumber(options_.disc, reread.getDisk(), reread.getTotalNumberDisks())) return "disc";
-        if (options_.genres && options_.genres->empty() != !reread.getGenreNames().has_value()) return "genre";
+        if (!saysGenres(reread)) return "genre";
         if (options_.cover) {
             const auto pictures = reread.getImage();
             const bool isThere =
@@ -80,6 +82,21 @@ class TagSetEdit : public TagEdit {
     }
     static bool saysNumber(const std::optional<NumberOfTotal>& wanted, std::int32_t number, std::int32_t total) {
         return !wanted || (wanted->number == number && (!wanted->total || *wanted->total == total));
+    }
+
+    bool saysGenres(TagAPI& reread) const {
+        if (!options_.genres) return true;
+        const auto found = reread.getGenreNames().value_or(std::vector<std::string>());
+        std::vector<std::string> said, wanted;
+        for (const std::string& genre : found) said.emplace_back(util::trimmed(genre));
+        for (const std::string& genre : *options_.genres) {
+            // A number or an abbreviation is read as the name that it stands for.
+            const bool isNumber = std::ranges::all_of(genre, [](char one) { return one >= '0' && one <= '9'; });
+            if (isNumber || genre == "RX" || genre == "CR") return !found.empty();
+            const std::string name(util::trimmed(genre));
+            if (std::ranges::find(wanted, name) == wanted.end()) wanted.push_back(name);
+        }
+        return said == wanted;
     }
 
     bool setFields(TagAPI& api, const TagState& before) const {
@@ -111,23 +128,27 @@ class TagSetEdit : public TagEdit {
         return inV2 && (!before.hasV1 || api.getV1Tag()->getYear() == *options_.year);
     }
 
-    bool setCover(TagAPI& api) const {
-        if (!options_.cover) return true;
+    /// Why it cannot be done; "" where it was.
+    std::string setCover(TagAPI& api) const {
+        if (!options_.cover) return "";
         const id3V2Tag& tag = *api.getV2Tag();
         const FrameID identifier = tag.tagVersion() == 2 ? "PIC" : "APIC";
         if (cover_ == nullptr) {
             api.dropFrame(identifier);  // false where there is no tag to drop it from
-            return true;
+            return "";
         }
         const auto version = static_cast<std::int32_t>(tag.tagVersion());
         auto cover = std::make_shared<id3V2Frame>(identifier, 0, 0, version, kStandardDialect);
         cover->writeImage(
             {*cover_, std::string(decodeImageType(kFrontCover)), std::string(mimeTypeOfImage(cover_->bytes())), ""});
+        if (cover->getFrameLength() > kLargestFrame)
+            return fmt::format("with this picture a frame would be larger than the {} bytes that readers take",
+                               kLargestFrame);
         // Other pictures stay as they are, behind it.
         FrameArray frames = {cover};
         for (const auto& frame : tag.frames().titled(identifier))
             if (!isCover(tag, *frame)) frames.push_back(frame);
-        return api.setFrames(std::move(frames));
+        return api.setFrames(std::move(frames)) ? "" : "its cover cannot be set";
     }
 
     /// A frame that nobody wished to change, and that is not what it was.
