@@ -73,6 +73,8 @@ const TamperingCase kCases[] = {
      "reads back differently: title"},
     {"what was not set", [](TagAPI&, std::string& content) { put(content, "Singer", "singer"); },
      "reads back differently: artist"},
+    {"how something stands that was not set",
+     [](TagAPI&, std::string& content) { put(content, "\0Singer"s, "\3Singer"); }, "artist is not what it was"},
     {"bytes that have no meaning", [](TagAPI&, std::string& content) { put(content, "\1\2\3", "\1\2\4"); },
      "reads back differently: private"},
     {"a frame too many",
