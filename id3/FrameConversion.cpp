@@ -6,10 +6,10 @@
 #include <memory>
 #include <utility>
 
+#include "id3/ChapterFrame.hpp"
 #include "id3/FrameDates.hpp"
 #include "id3/FrameFormat.hpp"
 #include "id3/FrameLayout.hpp"
-#include "id3/Limits.hpp"
 #include "id3/id3V2Tag.hpp"
 #include "util/ByteReader.hpp"
 #include "util/Text.hpp"
@@ -25,8 +25,6 @@ constexpr std::int64_t kNoGenre = 255;
 /// What the size of a frame is at least that 2.2 cannot tell, and 2.4.
 constexpr std::size_t kTooLargeFor2 = std::size_t{1} << 24;
 constexpr std::size_t kTooLargeFor4 = std::size_t{1} << 28;
-/// Bytes of a chapter's times behind its identifier, and of a table of contents' flags there (ID3v2 chapters 1.0, 3).
-constexpr std::size_t kChapterTimes = 16;
 
 bool isOneOf(FrameID identifier, std::initializer_list<FrameID> identifiers) {
     return std::ranges::find(identifiers, identifier) != identifiers.end();
@@ -97,21 +95,24 @@ class Converter {
         if (convertsDates_ && (identifier == "TDRC" || isYear(identifier) || isDay(identifier) || isTime(identifier)))
             return convertDate(frame);
         if (isPeople(identifier) && version_ < 4 && frame.majorVersion() >= 4) return convertPeople(frame);
-        const FrameID own = ownIdentifier(frame);
+        const auto [own, isText] = ownIdentifier(frame);
         if (own.empty()) return lose(identifier, versionName() + " has no frame for it");
         if (isChapter(identifier)) return convertChapter(frame, own);
-        const bool isText = identifier.character(0) == 'T' && layoutOf(identifier).empty();
-        if (isText || isPeople(identifier)) return convertText(frame, own);
+        if (isText) return convertText(frame, own);
         add(frame, own, bodyForVersion(frame, layoutOf(identifier), version_));
     }
 
-    /// Empty where the version has no such frame.
-    FrameID ownIdentifier(const id3V2Frame& frame) const {
+    struct OwnIdentifier {
+        FrameID identifier;  ///< empty where the version has no such frame
+        bool isText = false;
+    };
+    OwnIdentifier ownIdentifier(const id3V2Frame& frame) const {
         const std::string identifier = frame.getFrameID().text();
         const ResolvedFrame resolved = target_.getActualFrameID(identifier);
-        if (resolved.record != nullptr) return FrameID(*resolved.identifier);
+        if (resolved.record != nullptr)
+            return {FrameID(*resolved.identifier), FrameLibrary::flagOf(*resolved.record, "text")};
         const bool isExperimental = identifier.size() == 4 && identifier[0] >= 'X' && identifier[0] <= 'Z';
-        return isExperimental && version_ >= 3 && frame.majorVersion() >= 3 ? frame.getFrameID() : FrameID();
+        return {isExperimental && version_ >= 3 && frame.majorVersion() >= 3 ? frame.getFrameID() : FrameID(), false};
     }
 
     void add(const id3V2Frame& old, FrameID identifier, Data body) {
@@ -129,7 +130,7 @@ class Converter {
     void convertEncrypted(const id3V2Frame& frame) {
         const FrameID identifier = frame.getFrameID();
         if (version_ < 3) return lose(identifier, "is encrypted, which " + versionName() + " does not know");
-        auto made = ownIdentifier(frame) == identifier ? encryptedFrameFor(version_, frame) : nullptr;
+        auto made = ownIdentifier(frame).identifier == identifier ? encryptedFrameFor(version_, frame) : nullptr;
         if (!made) return lose(identifier, "is encrypted, and cannot be changed");
         converted_.frames.push_back(std::move(made));
     }
@@ -209,49 +210,14 @@ class Converter {
     }
 
     void convertChapter(const id3V2Frame& frame, FrameID own) {
-        const util::Bytes body = frame.getRawFrameData()->bytes();
-        const auto front = lengthOfChapterFront(body, frame.getFrameID() == "CTOC");
-        if (!front || !inside_.empty()) return lose(frame.getFrameID(), "could not be read");
-        const bool plainSizes = frame.majorVersion() == 3 || frame.isITunesV24Compat();
-        FrameArray parts;
-        util::ByteReader reader(body.subspan(*front));
-        while (!isPadding(reader.rest())) {
-            const util::Bytes header = reader.take(kFrameHeaderLength).value_or(util::Bytes());
-            util::ByteReader fields(header);
-            const FrameID identifier = FrameID::ofWord(fields.u32BigEndian().value_or(0));
-            const std::uint32_t stated = fields.u32BigEndian().value_or(0);
-            const std::uint8_t firstFlag = fields.u8().value_or(0);
-            const auto formatFlags = fields.u8();
-            const auto content = reader.take(plainSizes ? stated : synchsafe(stated));
-            if (!content || formatFlags != std::uint8_t{0})
-                return lose(frame.getFrameID(), "has frames inside that could not be read");
-            parts.push_back(std::make_shared<id3V2Frame>(Data::copyOf(*content), identifier, firstFlag, std::uint8_t{0},
-                                                         frame.majorVersion(), kStandardDialect));
-        }
-        ConvertedFrames inner = Converter(parts, target_, numberOf_, frame.getFrameID().text() + "/").result();
+        const auto chapter = inside_.empty() ? chapterFrameOf(frame) : std::nullopt;
+        if (!chapter) return lose(frame.getFrameID(), "could not be read");
+        ConvertedFrames inner =
+            Converter(chapter->frames, target_, numberOf_, frame.getFrameID().text() + "/").result();
         std::ranges::move(inner.losses, std::back_inserter(converted_.losses));
-        std::string bytes(util::charactersOf(body.first(*front)));
+        std::string bytes = chapter->front;
         for (const auto& part : inner.frames) part->appendCompleteRawFrame(bytes, version_ == 3);
         add(frame, own, Data::copyOf(util::bytesOf(bytes)));
-    }
-    static std::optional<std::size_t> lengthOfChapterFront(util::Bytes body, bool isTable) {
-        util::ByteReader reader(body);
-        const auto skipText = [&] {
-            while (const auto byte = reader.u8()) {
-                if (*byte == 0) return true;
-            }
-            return false;
-        };
-        if (!skipText()) return std::nullopt;
-        if (!isTable)
-            return reader.skip(kChapterTimes) ? std::optional(body.size() - reader.remaining()) : std::nullopt;
-        const bool hasFlags = reader.skip(1);
-        const auto entries = reader.u8();
-        if (!hasFlags || !entries) return std::nullopt;
-        for (int i = 0; i < *entries; ++i) {
-            if (!skipText()) return std::nullopt;
-        }
-        return body.size() - reader.remaining();
     }
 
     const FrameArray& frames_;
