@@ -18,7 +18,8 @@ namespace {
 /// Asks for the facts of an open file; EBUSY where it is not in the state `expected`.
 Status factsInState(const FileDescriptor& file, const FileStamp& expected, struct stat& facts) {
     if (const Status known = statusOf(::fstat(file.number(), &facts)); !known.ok()) return known;
-    return stampOf(facts) == expected ? Status::success() : Status::failure(EBUSY);
+    // Without a name it was deleted or replaced, and what is written into it nobody will find.
+    return stampOf(facts) == expected && facts.st_nlink > 0 ? Status::success() : Status::failure(EBUSY);
 }
 
 /// Where the entry at `path` leads to; only a symbolic link costs more than a look.

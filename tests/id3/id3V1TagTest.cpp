@@ -207,7 +207,9 @@ TEST_F(id3V1TagTest, SavesIntoTheFileAsItIsNow) {
             tag.openPath(folder_.write("file", wanted.read));
             const std::string path = folder_.write("file", wanted.found);
             EXPECT_EQ(wanted.save(tag), wanted.answer);
-            EXPECT_EQ(test::contentOf(path), wanted.after);
+            std::string after = wanted.after;
+            if (after.ends_with(kFresh) && !dialect.system) after.back() = '\xff';  // no genre
+            EXPECT_EQ(test::contentOf(path), after);
             EXPECT_EQ(tag.getErrorDescription().has_value(), !wanted.answer);
         }
     }
