@@ -78,7 +78,10 @@ class FileSaver {
         const auto warnings = api_->remarks();
 
         const EditOutcome outcome = edit_.change(*api_, before);
-        if (!outcome.failure.empty()) return {"", outcome.failure};
+        if (!outcome.failure.empty()) {
+            const std::string deeper = reasonAgainstUnread(remarks);
+            return {"", deeper.empty() ? outcome.failure : deeper};
+        }
         const TagChanges changes = changesBetween(before, outcome.after, Likeness::content);
         std::string how = changes.empty() ? "unchanged" : "";
         if (!changes.empty()) {
@@ -123,10 +126,14 @@ class FileSaver {
         return files_.force ? "" : "no MPEG audio was found in it; --force changes its tags all the same";
     }
 
+    std::string reasonAgainstUnread(const Remarks& remarks) const {
+        if (!edit_.writesV2() || remarks.faithful() || files_.force) return "";
+        return fmt::format("its tag was not read faithfully: {}; --force saves it without what was not read",
+                           joined(remarks.all()));
+    }
+
     std::string reasonAgainstSaving(const std::string& path, const Remarks& remarks) const {
-        if (edit_.writesV2() && !remarks.faithful() && !files_.force)
-            return fmt::format("its tag was not read faithfully: {}; --force saves it without what was not read",
-                               joined(remarks.all()));
+        if (std::string reason = reasonAgainstUnread(remarks); !reason.empty()) return reason;
         struct stat facts;
         if (!files_.breakLinks && stat(path.c_str(), &facts) == 0 && facts.st_nlink > 1)
             return saveProblemOfLinks(facts.st_nlink);
@@ -157,6 +164,8 @@ class FileSaver {
         if ((!isMore && !isSame) || (audio.isFound && !now.isFound)) return "its audio is not what it was";
 
         const TagState found = TagState::of(*reader_, false);
+        if ((after.v2Major == 0 && found.v2Major != 0) || (!after.hasV1 && found.hasV1))
+            return "another tag of the same kind stood behind it, and is there now";
         if (const auto names = namesOf(changesBetween(after, found, Likeness::content)); !names.empty())
             return "reads back differently: " + joined(names);
         std::set<std::pair<std::string, std::string>> meant;

@@ -43,7 +43,8 @@ class TagSetEdit : public TagEdit {
             return outcome;
         }
         if (!setFields(api, before)) {
-            outcome.failure = api.getV2Tag()->getErrorDescription().value_or("its tag cannot be changed so");
+            outcome.failure = api.getV2Tag()->getErrorDescription().value_or(
+                fmt::format("a tag of version 2.{} cannot be changed", api.v2TagVersion()));
             return outcome;
         }
         if (outcome.failure = setCover(api); !outcome.failure.empty()) return outcome;
