@@ -1,3 +1,5 @@
+#include <fmt/format.h>
+
 #include <charconv>
 #include <map>
 #include <memory>
@@ -44,7 +46,7 @@ void addValue(CLI::App* command, const char* name, const char* type, const char*
             [name, take](const std::vector<std::string>& values) {
                 for (const std::string& value : values) {
                     std::string reason = util::isUTF8(value) ? take(value) : "is not UTF-8";
-                    if (!reason.empty()) throw CLI::ValidationError(name, "'" + value + "' " + reason);
+                    if (!reason.empty()) throw CLI::ValidationError(name, fmt::format("'{}' {}", value, reason));
                 }
                 return true;
             },
@@ -152,28 +154,23 @@ void addChoice(CLI::App& tag, Invocation& invocation, const char* name, const ch
                int (*run)(Console&, const EditFiles&, Choice)) {
     struct Options {
         EditFiles files;
-        Choice choice{};
+        std::string word;
     };
     auto options = std::make_shared<Options>();
     CLI::App* command = tag.add_subcommand(name, description);
     std::string words;
     for (const auto& [word, choice] : choices) words += (words.empty() ? "" : "|") + word;
-    command
-        ->add_option_function<std::string>(
-            option,
-            [options, choices, words](const std::string& word) {
-                const auto found = choices.find(word);
-                if (found == choices.end()) throw CLI::ValidationError("'" + word + "' is none of " + words);
-                options->choice = found->second;
-            },
-            optionDescription)
+    command->add_option(option, options->word, optionDescription)
         ->required()
-        ->type_name(words);
+        ->type_name(words)
+        ->check([choices, words](const std::string& word) {
+            return choices.contains(word) ? std::string() : fmt::format("'{}' is none of {}", word, words);
+        });
     addEditOptions(command, options->files);
     command->footer(help);
-    command->callback([options, run, &invocation] {
-        invocation.command = [options, run](Console& console, const DevicePaths& /*paths*/) {
-            return run(console, options->files, options->choice);
+    command->callback([options, choices, run, &invocation] {
+        invocation.command = [options, choices, run](Console& console, const DevicePaths& /*paths*/) {
+            return run(console, options->files, choices.at(options->word));
         };
     });
 }

@@ -109,7 +109,7 @@ class TagSetEdit : public TagEdit {
         set(options_.artist, &TagAPI::setArtist);
         set(options_.album, &TagAPI::setAlbum);
         set(options_.albumArtist, &TagAPI::setAlbumArtist);
-        set(options_.composer, &TagAPI::setComposer);
+        if (options_.composer) done = api.setComposer(options_.composer) && done;
         set(options_.comment, &TagAPI::setComments);
         set(options_.genres, &TagAPI::setGenreName);
         // A full date stays where its year is the one that is wanted.
