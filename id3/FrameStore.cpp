@@ -1,7 +1,6 @@
 #include "id3/FrameStore.hpp"
 
 #include <algorithm>
-#include <set>
 
 namespace quillet {
 
@@ -52,11 +51,18 @@ std::size_t FrameStore::count(FrameID identifier) const {
 }
 
 std::vector<FrameID> FrameStore::identifiers() const {
+    // Sorted, since a broken tag can have a million identifiers; then back into the order of the first of each.
+    using Place = std::pair<FrameID, std::size_t>;
+    std::vector<Place> places;
+    places.reserve(frames_.size());
+    for (const auto& frame : frames_) places.emplace_back(frame->getFrameID(), places.size());
+    std::ranges::sort(places);
+    const auto repeated = std::ranges::unique(places, {}, &Place::first);
+    places.erase(repeated.begin(), repeated.end());
+    std::ranges::sort(places, {}, &Place::second);
     std::vector<FrameID> inOrder;
-    std::set<FrameID> met;  // a broken tag can have a million identifiers
-    for (const auto& frame : frames_) {
-        if (met.insert(frame->getFrameID()).second) inOrder.push_back(frame->getFrameID());
-    }
+    inOrder.reserve(places.size());
+    for (const auto& [identifier, place] : places) inOrder.push_back(identifier);
     return inOrder;
 }
 

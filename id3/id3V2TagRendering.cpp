@@ -81,10 +81,12 @@ FrameArray id3V2Tag::framesInWritingOrder() const {
     const FrameID comment = majorVersion_ < 3 ? kComment2 : kComment3;
     const std::vector<FrameID> identifiers = frameSet_.identifiers();
     std::vector<std::pair<FrameID, std::size_t>> ranks;
+    ranks.reserve(identifiers.size());
     for (std::size_t i = 0; i < identifiers.size(); ++i) ranks.emplace_back(identifiers[i], identifiers.size() - i);
     std::ranges::sort(ranks);
     const FrameArray& frames = frameSet_.all();
     std::vector<std::pair<std::size_t, std::size_t>> placed;  // rank, and place in the store
+    placed.reserve(frames.size());
     for (std::size_t i = 0; i < frames.size(); ++i) {
         const FrameID identifier = frames[i]->getFrameID();
         const std::size_t rank = std::ranges::lower_bound(ranks, std::pair(identifier, std::size_t{0}))->second;

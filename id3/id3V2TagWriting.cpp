@@ -24,10 +24,18 @@ constexpr double kFirstChunkUnit = 4096;
 
 /// Where `bytes` and `before`, which are equally long, differ: from the first such byte to the last.
 util::FileRange differenceOf(util::Bytes bytes, util::Bytes before) {
-    const auto first = std::ranges::mismatch(bytes, before).in1;
-    const auto last = std::mismatch(bytes.rbegin(), bytes.rend(), before.rbegin()).first.base();
-    const auto begin = static_cast<std::uint64_t>(first - bytes.begin());
-    return {begin, std::max(begin, static_cast<std::uint64_t>(last - bytes.begin()))};
+    // Blocks first: byte by byte, a tag with a picture would take longer to compare than to write.
+    constexpr std::size_t kBlock = 64;
+    const auto same = [&](std::size_t at, std::size_t count) {
+        return std::ranges::equal(bytes.subspan(at, count), before.subspan(at, count));
+    };
+    std::size_t begin = 0;
+    std::size_t end = bytes.size();
+    while (end - begin >= kBlock && same(begin, kBlock)) begin += kBlock;
+    while (begin < end && same(begin, 1)) ++begin;
+    while (end - begin >= kBlock && same(end - kBlock, kBlock)) end -= kBlock;
+    while (begin < end && same(end - 1, 1)) --end;
+    return {begin, end};
 }
 
 /// As much of what will stand behind a tag as a reader of the tag looks at.

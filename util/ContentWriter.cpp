@@ -18,17 +18,18 @@ constexpr std::uint64_t kBlock = 4096;
 
 ContentWriter::ContentWriter(int file, std::uint64_t size)
     : file_(file),
-      piece_(static_cast<std::size_t>(std::min<std::uint64_t>(std::max<std::uint64_t>(size, 1), kPiece))) {}
+      capacity_(static_cast<std::size_t>(std::min<std::uint64_t>(std::max<std::uint64_t>(size, 1), kPiece))),
+      piece_(new std::uint8_t[capacity_]) {}
 
 Status ContentWriter::append(Bytes bytes) {
     if (used_ == 0) {
-        const Bytes whole = bytes.first(bytes.size() - bytes.size() % piece_.size());
+        const Bytes whole = bytes.first(bytes.size() - bytes.size() % capacity_);
         if (const Status written = writeAll(file_, whole); !written.ok()) return written;
         bytes = bytes.subspan(whole.size());
     }
     while (!bytes.empty()) {
-        const Bytes fitting = bytes.first(std::min(bytes.size(), piece_.size() - used_));
-        std::ranges::copy(fitting, piece_.begin() + static_cast<std::ptrdiff_t>(used_));
+        const Bytes fitting = bytes.first(std::min(bytes.size(), capacity_ - used_));
+        std::ranges::copy(fitting, piece_.get() + used_);
         if (const Status written = gathered(fitting.size()); !written.ok()) return written;
         bytes = bytes.subspan(fitting.size());
     }
@@ -39,9 +40,9 @@ Status ContentWriter::appendRange(int from, std::uint64_t begin, std::uint64_t e
     while (begin < end) {
         if (used_ == 0 && begin % kBlock == 0) begin += copiedInKernel(from, begin, end);
         if (begin == end) break;
-        const auto size = static_cast<std::size_t>(std::min<std::uint64_t>(end - begin, piece_.size() - used_));
+        const auto size = static_cast<std::size_t>(std::min<std::uint64_t>(end - begin, capacity_ - used_));
         const ssize_t count =
-            retried([&] { return ::pread(from, piece_.data() + used_, size, static_cast<off_t>(begin)); });
+            retried([&] { return ::pread(from, piece_.get() + used_, size, static_cast<off_t>(begin)); });
         if (count < 0) return Status::failure(errno);
         if (count == 0) return Status::failure(EIO);
         if (const Status written = gathered(static_cast<std::size_t>(count)); !written.ok()) return written;
@@ -51,7 +52,7 @@ Status ContentWriter::appendRange(int from, std::uint64_t begin, std::uint64_t e
 }
 
 Status ContentWriter::finish() {
-    const Bytes rest = Bytes(piece_).first(used_);
+    const Bytes rest = Bytes(piece_.get(), used_);
     used_ = 0;
     return writeAll(file_, rest);
 }
@@ -79,7 +80,7 @@ std::uint64_t ContentWriter::copiedInKernel([[maybe_unused]] int from, [[maybe_u
 /// `count` bytes more stand in the piece.
 Status ContentWriter::gathered(std::size_t count) {
     used_ += count;
-    return used_ == piece_.size() ? finish() : Status::success();
+    return used_ == capacity_ ? finish() : Status::success();
 }
 
 }  // namespace quillet::util

@@ -2,7 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <vector>
+#include <memory>
 
 #include "util/Bytes.hpp"
 #include "util/Files.hpp"
@@ -27,8 +27,9 @@ class ContentWriter {
     Status gathered(std::size_t count);
 
     int file_;
-    std::vector<std::uint8_t> piece_;
-    std::size_t used_ = 0;  ///< how much of the piece is gathered
+    std::size_t capacity_;                   ///< of the piece
+    std::unique_ptr<std::uint8_t[]> piece_;  ///< not filled with zeros, which would take as long as a copy
+    std::size_t used_ = 0;                   ///< how much of the piece is gathered
 };
 
 }  // namespace quillet::util
