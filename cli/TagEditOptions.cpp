@@ -103,23 +103,23 @@ void addSet(CLI::App& tag, Invocation& invocation) {
     auto options = std::make_shared<SetOptions>();
     CLI::App* command = tag.add_subcommand("set", "Change what the tags say");
     SetOptions& wish = *options;
-    addText(command, "--title", "", wish.title);
-    addText(command, "--artist", "", wish.artist);
-    addText(command, "--album", "", wish.album);
-    addText(command, "--album-artist", "", wish.albumArtist);
-    addValue(command, "--year", "N", "", [&wish](const std::string& value) {
+    addText(command, "--title", "The title; an empty text takes it away, here and below", wish.title);
+    addText(command, "--artist", "Who performs", wish.artist);
+    addText(command, "--album", "The album", wish.album);
+    addText(command, "--album-artist", "Whom the album is by", wish.albumArtist);
+    addValue(command, "--year", "N", "The year, 1 to 9999", [&wish](const std::string& value) {
         wish.year = value.empty() ? 0 : numberIn(value, kLargestYear);
         return wish.year ? "" : "is no year from 1 to 9999";
     });
-    addNumber(command, "--track", "", wish.track);
-    addNumber(command, "--disc", "", wish.disc);
+    addNumber(command, "--track", "The track, and how many there are", wish.track);
+    addNumber(command, "--disc", "The disc, and how many there are", wish.disc);
     addValue(command, "--genre", "TEXT", "May be given several times", [&wish](const std::string& value) {
         if (!wish.genres) wish.genres.emplace();
         if (!value.empty()) wish.genres->push_back(value);
         return "";
     });
-    addText(command, "--comment", "", wish.comment);
-    addText(command, "--composer", "", wish.composer);
+    addText(command, "--comment", "The comment; those that programs wrote for themselves stay", wish.comment);
+    addText(command, "--composer", "Who wrote it", wish.composer);
     addValue(command, "--cover", "IMAGE", "A file; none takes all pictures away", [&wish](const std::string& value) {
         wish.cover = value == "none" ? "" : value;
         return "";

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdio>
 #include <memory>
 #include <new>
 #include <nlohmann/json.hpp>
@@ -127,9 +128,15 @@ class FileSaver {
     }
 
     std::string reasonAgainstUnread(const Remarks& remarks) const {
-        if (!edit_.writesV2() || remarks.faithful() || files_.force) return "";
-        return fmt::format("its tag was not read faithfully: {}; --force saves it without what was not read",
-                           joined(remarks.all()));
+        if (!edit_.writesV2()) return "";
+        id3V2Tag& tag = *api_->getV2Tag();
+        tag.setSaveOptions({.file = {}, .breakLinks = false, .force = true});
+        const bool canBeForced = tag.canBeWritten();
+        const std::string reason = tag.getErrorDescription().value_or("");
+        if (remarks.faithful() || (files_.force && !canBeForced)) return reason;
+        if (files_.force) return "";
+        return fmt::format("its tag was not read faithfully: {}; {}", joined(remarks.all()),
+                           canBeForced ? "--force saves it without what was not read" : reason);
     }
 
     std::string reasonAgainstSaving(const std::string& path, const Remarks& remarks) const {
@@ -146,7 +153,14 @@ class FileSaver {
         struct stat now = {};
         stat(path.c_str(), &old);
         failure_ = edit_.write(*api_, options_);
-        if (!failure_.empty()) return "";
+        if (!failure_.empty()) {
+            const bool isSame =
+                stat(path.c_str(), &now) != 0 ||
+                (now.st_ino == old.st_ino && now.st_size == old.st_size && now.st_ctim.tv_sec == old.st_ctim.tv_sec &&
+                 now.st_ctim.tv_nsec == old.st_ctim.tv_nsec);
+            if (!isSame) failure_ = "was changed, but not all of it was saved: " + failure_;
+            return "";
+        }
         api_->releaseAttributes();
         if (const std::string difference = judge(path, before, after, audio); !difference.empty())
             failure_ = "was saved, but " + difference;
@@ -260,6 +274,7 @@ int saveTags(Console& console, const EditFiles& files, const TagEdit& edit) {
         const FileOutput output = saver.save(*file);
         if (output.failure.empty()) {
             console.line(output.text);
+            std::fflush(stdout);  // what is told is done, and the other way round
         } else {
             anyFailed = true;
             console.error(fmt::format("{}: {}", shown(file->path), shown(output.failure)));

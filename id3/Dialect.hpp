@@ -152,6 +152,9 @@ struct Dialect {
     /// System: the track is byte 125 of the record, and byte 124 is made zero when that is written. Standard: byte 126,
     /// where byte 125 is zero; otherwise there is no track and the comment is 30 bytes long (ID3v1.1).
     bool readsV1TrackAtByte125 = system;
+    /// System: "TAG" 128 bytes before the end is a record. Standard: not where it is part of "APETAGEX", which begins
+    /// an APEv2 tag of 131 bytes.
+    bool takesEndOfAPETag = system;
     /// System: the genre is read from byte 125. Standard: from byte 127.
     bool readsV1GenreAtByte125 = system;
     /// System: year and genre are written as decimal text with a zero behind it, so a year empties the comment and of a
@@ -171,15 +174,16 @@ struct Dialect {
     /// System: a year, a genre of the v1 tag up to 125, and content that is set by a frame's identifier do not count as
     /// changes to be written. Standard: they do, and what is changed frame by frame is changed in the v1 tag too.
     bool overlooksSomeChanges = system;
-    /// System: most setters agree where there is no tag that they could change. Standard: none does.
+    /// System: most setters agree where there is no tag that they could change, and no frame is dropped from a tag that
+    /// is not in the file yet. Standard: none does, and one is.
     bool agreesWithoutTag = system;
     /// System: an update writes a v1 record into every file. Standard: where one is present, or was asked for.
     bool addsV1Record = system;
     /// System: a genre above 125 becomes 0 in v1, and one without a number leaves v1 as it was. Standard: all that the
     /// dictionary names have their number, and one without has 255, none.
     bool limitsV1Genres = system;
-    /// System: one tag is copied to the other with the values that it lacks, as empty ones, and a v1 tag's own values are
-    /// set in it again. Standard: what one tag lacks the other keeps, and the one that is copied stays as it is.
+    /// System: one tag is copied to the other with the values that it lacks, as empty ones, and a v1 tag's own values
+    /// are set in it again. Standard: what one tag lacks the other keeps, and the one that is copied stays as it is.
     bool copiesAbsentValues = system;
     /// System: an update writes the v1 record first, and that stays where the v2 tag is refused then. Standard: the v2
     /// tag, and the record only behind one that was written, so that a file whose tag is refused is as it was.

@@ -1,6 +1,7 @@
 #include "id3/TagAPI.hpp"
 
 #include <algorithm>
+#include <cerrno>
 #include <utility>
 
 #include "util/Log.hpp"
@@ -106,6 +107,7 @@ bool TagAPI::examine(std::string path, AudioFile::Access access) {
     modify_ = wantsV1_ = false;
     saveProblem_.clear();
     openStatus_ = file_.open(path_, access);
+    examined_ = file_.stamp();
     fileSize_ = file_.size();
     return examineOpenFile();
 }
@@ -124,6 +126,7 @@ bool TagAPI::examineOpenFile() {
     }
     // An empty tag, which does not count as present, stands ready for setters.
     if (!v2Tag_->tagPresent()) v2Tag_->newTag(preferences_.defaultMajor, preferences_.defaultMinor);
+    if (openStatus_.ok() && file_.hasFailed()) openStatus_ = util::Status::failure(EIO);
     if (!v2Tag_->tagPresent() && v1Tag_->tagPresent() && dialect().copiesV1TagOnExamination) copyV1TagToV2Tag();
     modify_ = false;  // what is in both tags already needs no update
 

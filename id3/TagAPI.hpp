@@ -202,7 +202,7 @@ class TagAPI {
     const std::string& saveProblem() const { return saveProblem_; }
 
     const Dialect& dialect() const { return preferences_.standardDialect ? kStandardDialect : kSystemDialect; }
-    /// Why the examined file could not be opened; success otherwise.
+    /// Why the examined file could not be opened, or not be read; success otherwise.
     util::Status openStatus() const { return openStatus_; }
     /// What reading had to guess, cut, skip or leave unread, in tag and audio.
     std::vector<std::string> remarks() const;
@@ -234,12 +234,15 @@ class TagAPI {
     SharedValues valuesOf(std::int32_t tag);
     /// Whether all of them could be set.
     bool setValues(const SharedValues& values);
+    /// Takes out of `values`, which a v1 record has, what is the v2 tag's own value cut to a record's room.
+    void leaveOutCuts(SharedValues& values);
     std::unique_ptr<id3V2Tag> newV2Tag(std::uint32_t major, std::uint32_t minor) const;
     bool convertByMeaning(std::uint32_t minor);
 
     bool updateV1();
     bool updateV2();
     bool dropV1Record();
+    bool dropV2Tag();
     /// Writes with `write`, given the file where that can be changed, and notes why that failed.
     template <typename Tag>
     bool save(Tag& tag, bool (Tag::*write)(AudioFile&), bool (Tag::*writeByPath)());
@@ -274,6 +277,7 @@ class TagAPI {
     std::string path_;
     std::uint64_t fileSize_ = 0;
     util::Status openStatus_ = util::Status::success();
+    util::FileStamp examined_;  ///< the file's state when it was examined, or when an update left it
     SaveOptions saveOptions_;
     std::string saveProblem_;
 };

@@ -34,6 +34,24 @@ bool TagAPI::setValues(const SharedValues& values) {
     return done;
 }
 
+void TagAPI::leaveOutCuts(SharedValues& values) {
+    if (!v2TagPresent()) return;
+    const SharedValues whole = valuesOf(2);
+    id3V1Tag record(dialect());
+    record.newTag();
+    record.setTitle(whole.title);
+    record.setArtist(whole.artist);
+    record.setAlbum(whole.album);
+    record.setTrack(whole.track);  // beside a track the comment is shorter
+    record.setComment(whole.comments);
+    const id3V1Tag cut = record.asWritten();
+    if (cut.getTitle() == values.title) values.title.clear();
+    if (cut.getArtist() == values.artist) values.artist.clear();
+    if (cut.getAlbum() == values.album) values.album.clear();
+    if (cut.getComment() == values.comments) values.comments.clear();
+    if (whole.year == values.year) values.year = 0;  // it may have month and day
+}
+
 std::unique_ptr<id3V2Tag> TagAPI::newV2Tag(std::uint32_t major, std::uint32_t minor) const {
     auto made = std::make_unique<id3V2Tag>(frameLibrary_, dialect());
     made->newTag(major, minor);
@@ -59,7 +77,7 @@ bool TagAPI::copyV1TagToV2Tag() {
     // All are read before the first is set, since setting one in the v1 record can change another.
     SharedValues values = valuesOf(1);
     if (all) return setValues(values);
-    if (values.year == v2Tag_->getYear()) values.year = 0;  // it may have month and day
+    leaveOutCuts(values);
     const id3V1Tag before = *v1Tag_;
     const bool done = setValues(values);
     *v1Tag_ = before;
@@ -113,13 +131,9 @@ bool TagAPI::convertByMeaning(std::uint32_t minor) {
     done = made->setGenreName(getGenreNames().value_or(std::vector<std::string>())) && done;
     done = made->setComments(getComments()) && done;
 
-    file_.close();
-    if (v2Tag_) {
-        v2Tag_->setSaveOptions(saveOptions_);
-        v2Tag_->dropTag(false);
-    }
-    v2Tag_ = std::move(made);
     saveProblem_.clear();
+    dropV2Tag();
+    v2Tag_ = std::move(made);
     updateV2();
     return done;
 }

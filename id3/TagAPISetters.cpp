@@ -119,7 +119,9 @@ bool TagAPI::setContent(const std::vector<FrameContent>& contents, std::string_v
 }
 
 bool TagAPI::dropFrame(FrameID identifier) {
-    return v2TagPresent() && changeFrames([&] { return v2Tag_->dropFrame(identifier, -1); });
+    // A tag that is not in the file yet may have been filled already.
+    const bool isFilled = !dialect().agreesWithoutTag && v2Tag_ && !v2Tag_->frames().empty();
+    return (v2TagPresent() || isFilled) && changeFrames([&] { return v2Tag_->dropFrame(identifier, -1); });
 }
 
 bool TagAPI::changeFrames(const Change& change, bool notes) {

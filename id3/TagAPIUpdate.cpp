@@ -1,3 +1,5 @@
+#include <cerrno>
+
 #include "id3/SaveProblem.hpp"
 #include "id3/TagAPI.hpp"
 
@@ -35,6 +37,11 @@ bool TagAPI::updateV2() {
     return save(*v2Tag_, &id3V2Tag::writeTag, &id3V2Tag::writeTag);
 }
 
+bool TagAPI::dropV2Tag() {
+    // Where there is none the update has nothing to do, and nothing to tell.
+    return !v2TagPresent() || save(*v2Tag_, &id3V2Tag::dropKeepingFrames, &id3V2Tag::dropKeepingFrames);
+}
+
 bool TagAPI::dropV1Record() {
     return save(*v1Tag_, &id3V1Tag::dropTag, &id3V1Tag::dropTag);
 }
@@ -43,10 +50,14 @@ template <typename Tag>
 bool TagAPI::save(Tag& tag, bool (Tag::*write)(AudioFile&), bool (Tag::*writeByPath)()) {
     tag.setSaveOptions(saveOptions_);
     const bool isOpen = openForUpdate();
-    const util::FileStamp before = file_.stamp();
+    if (isOpen && examined_ != file_.stamp()) {
+        saveProblem_ = quillet::saveProblem(util::Status::failure(EBUSY));
+        return false;
+    }
     // A file that cannot be opened each tag has its own way with.
     const bool done = isOpen ? (tag.*write)(file_) : (tag.*writeByPath)();
-    if (isOpen && v2Tag_) v2Tag_->followFile(before, file_.stamp());
+    if (isOpen && v2Tag_) v2Tag_->followFile(examined_, file_.stamp());
+    if (isOpen) examined_ = file_.stamp();
     if (done) return true;
     const std::string why = tag.getErrorDescription().value_or(quillet::saveProblem(openStatus_));
     if (saveProblem_ != why) saveProblem_ += (saveProblem_.empty() ? "" : ", ") + why;

@@ -25,7 +25,12 @@ V23FrameSet::V23FrameSet(const FrameWalkInput& input, FrameStore& frames)
 
 std::shared_ptr<id3V2Frame> V23FrameSet::getFrame() {
     const std::int32_t length = knownLength();
-    if (isOld(header_.identifier)) note("stands under an identifier of version 2.2");
+    if (isOld(header_.identifier)) {
+        note("stands under an identifier of version 2.2");
+        // Laid out unlike the frame whose name it gets.
+        if (header_.identifier == FrameID("PIC") || header_.identifier == FrameID("LNK"))
+            remark("is laid out as in version 2.2");
+    }
     const std::uint8_t first = header_.firstFlag;
     const std::uint8_t second = header_.secondFlag;
     if (dialect().readsFormatFieldsAtFixedPlaces && (second & kCompressed) != 0) {

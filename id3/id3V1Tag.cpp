@@ -62,7 +62,7 @@ bool id3V1Tag::readRecord(const AudioFile& file) {
     fileSize_ = file.size();
     Record record;
     const bool read = fileSize_ >= kV1Length && file.readInto(fileSize_ - kV1Length, record) == kV1Length;
-    if (!read || !util::charactersOf(record).starts_with(kMarker)) {
+    if (!read || !isRecord(file, record)) {
         newTag();
         return read;
     }
@@ -70,6 +70,15 @@ bool id3V1Tag::readRecord(const AudioFile& file) {
     present_ = true;
     changed_ = false;
     return true;
+}
+
+bool id3V1Tag::isRecord(const AudioFile& file, const Record& record) const {
+    const std::string_view characters = util::charactersOf(record);
+    if (!characters.starts_with(kMarker)) return false;
+    if (dialect_->takesEndOfAPETag || !characters.starts_with("TAGEX") || file.size() < kV1Length + 3) return true;
+    std::array<std::uint8_t, 3> front{};
+    return file.readInto(file.size() - kV1Length - front.size(), front) != front.size() ||
+           util::charactersOf(front) != "APE";
 }
 
 std::string id3V1Tag::getString(std::size_t position, std::size_t length) const {

@@ -92,7 +92,7 @@ class id3V1Tag {
 
     bool readRecord(const AudioFile& file);
     /// What a file ends with, and whether that is a record; false, with the error set, where it cannot be read.
-    bool readLast(const AudioFile& file, Record& record, bool& isRecord);
+    bool readLast(const AudioFile& file, Record& record, bool& isThere);
     /// Whether the file has but one name.
     static bool isAlone(const AudioFile& file);
     /// Makes a file of its own, of the first `size` bytes, of one that has several names; false, with the error set,
@@ -103,6 +103,8 @@ class id3V1Tag {
     util::RewriteOptions inPlace() const;
     /// Sets the error; false.
     bool refuse(const util::Status& failure);
+    /// Whether the file's last bytes are a record.
+    bool isRecord(const AudioFile& file, const Record& record) const;
     bool hasTrackByte() const;
     std::optional<std::string> field(std::size_t position, std::size_t length) const;
 

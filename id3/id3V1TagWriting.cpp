@@ -9,7 +9,6 @@ namespace quillet {
 
 namespace {
 
-constexpr std::string_view kMarker = "TAG";
 /// The last byte of a comment beside a track, as the system dialect has it.
 constexpr std::size_t kZeroedByte = 124;
 
@@ -78,13 +77,13 @@ bool id3V1Tag::dropTag(AudioFile& file) {
     return true;
 }
 
-bool id3V1Tag::readLast(const AudioFile& file, Record& record, bool& isRecord) {
-    isRecord = false;
+bool id3V1Tag::readLast(const AudioFile& file, Record& record, bool& isThere) {
+    isThere = false;
     fileSize_ = file.size();
     if (fileSize_ < kV1Length) return true;
     // What cannot be read must not be taken for the end of the audio.
     if (file.readInto(fileSize_ - kV1Length, record) != kV1Length) return setError(1, "cannot be read to its end");
-    isRecord = util::charactersOf(record).starts_with(kMarker);
+    isThere = isRecord(file, record);
     return true;
 }
 

@@ -114,7 +114,8 @@ class id3V2Tag {
     bool setExtendedHeader(bool value);  ///< false also lets go of the extended header
     bool setFooter(bool value);
 
-    // Writing. Where one of these answers false the file is as it was, and getErrorDescription tells why.
+    // Writing. Where one of these answers false the file is as it was, but for a folder that could not be synced or a
+    // file that could not be looked at afterwards, and getErrorDescription tells why.
 
     /// -setPath:  The file to write to; always true.
     bool setPath(const std::string& path);
@@ -130,6 +131,10 @@ class id3V2Tag {
     /// System dialect: by its stated copy, which leaves the bytes where they are. False where there is no tag.
     bool dropTag(bool newTag);
     bool dropTag(AudioFile& file, bool newTag);
+    bool dropKeepingFrames() { return dropTag(false); }
+    bool dropKeepingFrames(AudioFile& file) { return dropTag(file, false); }
+    /// False, with the error set, where writeTag would refuse for the tag's version or for what was read of the file.
+    bool canBeWritten();
     /// Takes the place of `old` in the same file, so that writing this one replaces that one.
     void takePlaceOf(const id3V2Tag& old);
     /// The file was changed from one state to another by somebody who left this tag where it is. Without effect unless
@@ -326,6 +331,7 @@ class id3V2Tag {
     Extent extent_;
     bool guessedLength_ = false;            ///< of the tag
     bool readFailed_ = false;               ///< so that what the file has is not known
+    bool beginsWithAudio_ = false;          ///< an MPEG frame stands at the file's start, before the tag
     bool guessedFrames_ = false;            ///< where the frames begin, or where one of them ends
     std::optional<util::FileStamp> stamp_;  ///< of the file when it was read or written last; none for a new tag
     SaveOptions saveOptions_;

@@ -129,6 +129,7 @@ bool id3V2Tag::newTag(std::uint32_t major, std::uint32_t minor) {
     frameSet_ = FrameStore();
     frameSetLength_ = 0;
     paddingLength_ = kNewTagPadding;
+    if (present_) noteDrop();
     return true;
 }
 

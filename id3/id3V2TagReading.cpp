@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "id3/Limits.hpp"
+#include "id3/MpegFrameHeader.hpp"
 #include "id3/Unsynchronisation.hpp"
 #include "id3/V20FrameSet.hpp"
 #include "id3/V23FrameSet.hpp"
@@ -20,6 +21,12 @@ namespace {
 
 /// How much two search blocks share, so that a header across their border is found.
 constexpr std::uint64_t kBlockOverlap = 15;
+
+/// Whether an MPEG frame stands at the file's start.
+bool beginsWithFrame(AudioFile& file) {
+    const auto first = MpegFrameHeader::decode(file.read(0, kMpegHeaderLength).bytes(), kStandardDialect);
+    return first && first->isValid();
+}
 
 }  // namespace
 
@@ -98,6 +105,7 @@ bool id3V2Tag::readTag(AudioFile& file, const util::Data& block, std::uint64_t b
     // What stands until it is known better: a tag of which nothing can be told.
     extent_ = {start, start + kTagHeaderLength, start + kTagHeaderLength + tagLength_, false};
 
+    beginsWithAudio_ = start > 0 && beginsWithFrame(file);
     const bool large = std::uint64_t{tagLength_} + position + kTagHeaderLength > searchedAtOnce();
     // Not for a tag far into the file: all before it would be read.
     if (large && start < kSearchBlock) file.extendHead(start + kTagHeaderLength + tagLength_ + kAudioBlock);
@@ -146,8 +154,10 @@ void id3V2Tag::noteExtent(const util::Data& tag, std::int64_t framesEnd) {
     extent_.framesEnd = extent_.begin + kTagHeaderLength + used;
     // Bytes that a reversal of unsynchronisation took out are none that count for a padding.
     const auto rest = tag.slice(used, tag.size() - std::min(used, tag.size()));
+    // Further in it may be a chance find in the audio.
+    const bool isTag = extent_.begin == 0 || (!frameSet_.empty() && !beginsWithAudio_);
     extent_.isCertain =
-        !guessedLength_ && !guessedFrames_ && rest && isPadding(rest->bytes()) && extent_.end <= fileSize_;
+        isTag && !guessedLength_ && !guessedFrames_ && rest && isPadding(rest->bytes()) && extent_.end <= fileSize_;
 }
 
 void id3V2Tag::cutToFile(std::uint64_t start) {

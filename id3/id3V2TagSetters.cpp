@@ -84,6 +84,10 @@ bool id3V2Tag::setYear(std::int32_t year) {
         !dialect_->readsYearFromOneFrame && !other.empty()) {
         dropFrame(other, -1);
     }
+    // Day and time of another year say nothing of this one.
+    if (!dialect_->readsYearFromOneFrame && majorVersion_ < 4 && year != getYear()) {
+        for (const char* identifier : {"TDAT", "TIME", "TDA", "TIM"}) dropFrame(identifier, -1);
+    }
     return setText(field::kYear, year < 1 && !dialect_->writesEmptyValues ? "" : std::to_string(year), kLatin1);
 }
 

@@ -58,15 +58,19 @@ bool id3V2Tag::writeTag() {
 
 bool id3V2Tag::writeTag(AudioFile& file) {
     if (tagChanged_ == 0) return true;
-    errorDescription_.reset();
-    errorNo_ = 0;
-    if (majorVersion_ < 2 || majorVersion_ > 4)
-        return refuse("a tag of version 2." + std::to_string(majorVersion_ & 0xFF) + " cannot be written");
-    if (!isSaveable(file) || !isKnown()) return false;
+    if (!canBeWritten() || !isSaveable(file)) return false;
 
     const FrameArray order = framesInWritingOrder();
     auto image = renderFrames(order);
     return image && saveImage(file, *image, order);
+}
+
+bool id3V2Tag::canBeWritten() {
+    errorDescription_.reset();
+    errorNo_ = 0;
+    if (majorVersion_ < 2 || majorVersion_ > 4)
+        return refuse("a tag of version 2." + std::to_string(majorVersion_ & 0xFF) + " cannot be written");
+    return isKnown();
 }
 
 bool id3V2Tag::isSaveable(const AudioFile& file) {
@@ -85,7 +89,7 @@ bool id3V2Tag::isKnown() {
     }
     if (!present_ || extent_.isCertain) return true;
     // Forced, what is behind the frames stays in the file; where even their end is a guess there is no way.
-    if (!forced || guessedFrames_ || tagUnsynch())
+    if (!forced || guessedFrames_ || beginsWithAudio_ || tagUnsynch())
         return refuse("it cannot be told where its tag ends and its audio begins");
     return true;
 }
@@ -130,6 +134,10 @@ bool id3V2Tag::saveInPlace(AudioFile& file, const Image& image) {
                                 {.durability = util::Durability::unsynced, .keepTimes = saveOptions_.file.keepTimes});
         if (!written.ok()) return refuse(written);
         if (const util::Status known = file.refresh(); !known.ok()) return refuse(known);
+    } else {
+        const util::FileStamp expected = file.stamp();
+        if (const util::Status known = file.refresh(); !known.ok()) return refuse(known);
+        if (file.stamp() != expected) return refuse(util::Status::failure(EBUSY));
     }
     stamp_ = file.stamp();
     takeOver(image);
@@ -191,7 +199,8 @@ bool id3V2Tag::statedCopyReachesEnd(std::uint64_t fileSize) const {
 
 bool id3V2Tag::dropTag(bool newTag) {
     AudioFile file;
-    return openForSave(file) && dropTag(file, newTag);
+    const util::Status opened = file.open(path_, AudioFile::Access::update);
+    return opened.ok() ? dropTag(file, newTag) : refuse(opened);
 }
 
 bool id3V2Tag::dropTag(AudioFile& file, bool newTag) {
@@ -230,7 +239,8 @@ bool id3V2Tag::replaceFile(AudioFile& file, util::Bytes front, const std::vector
     const util::Status replaced =
         util::rewriteFile(path_, file.descriptor(), file.stamp(), front, kept, saveOptions_.file);
     if (!replaced.ok()) {
-        const bool folderIsReadOnly = replaced.error() == EACCES || replaced.error() == EROFS;
+        const bool folderIsReadOnly =
+            replaced.error() == EACCES || replaced.error() == EROFS || replaced.error() == EPERM;
         if (folderIsReadOnly) util::log("Can't repad: File " + path_ + " is not deleteable");
         return refuse(replaced);
     }
@@ -253,6 +263,7 @@ void id3V2Tag::takePlaceOf(const id3V2Tag& old) {
     extent_ = old.extent_;
     guessedLength_ = old.guessedLength_;
     guessedFrames_ = old.guessedFrames_;
+    beginsWithAudio_ = old.beginsWithAudio_;
     stamp_ = old.stamp_;
     readFailed_ = old.readFailed_;
     remarks_ = old.remarks_;

@@ -95,8 +95,11 @@ Status renameByLink(const std::string& from, const std::string& to);
 
 inline FileStamp stampOf(const struct stat& facts) {
     const timespec modified = modificationTime(facts);
-    return {static_cast<std::uint64_t>(facts.st_dev), static_cast<std::uint64_t>(facts.st_ino),
-            static_cast<std::uint64_t>(facts.st_size), modified.tv_sec, modified.tv_nsec};
+    const timespec changed = changeTime(facts);
+    return {static_cast<std::uint64_t>(facts.st_dev),  static_cast<std::uint64_t>(facts.st_ino),
+            static_cast<std::uint64_t>(facts.st_size), modified.tv_sec,
+            modified.tv_nsec,                          changed.tv_sec,
+            changed.tv_nsec};
 }
 
 /// Whether the open file has another size or modification time than `before`.

@@ -101,18 +101,13 @@ Status makeContent(WorkingFile& working, const FileDescriptor& old, Bytes front,
     return writer.finish();
 }
 
-bool isSame(const timespec& a, const timespec& b) {
-    return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
-}
-
 /// EBUSY unless the file at `target` is the one of which `before` was told, and nothing of it has changed: neither its
 /// content nor what else it has. That the time of its last change tells, but for what came within one of the clock's
 /// ticks, and so what can be looked at is.
 Status stillStands(const std::string& target, const struct stat& before) {
     struct stat now;
     if (const Status known = statusOf(::lstat(target.c_str(), &now)); !known.ok()) return known;
-    const bool same = stampOf(now) == stampOf(before) && isSame(changeTime(now), changeTime(before)) &&
-                      now.st_mode == before.st_mode && now.st_uid == before.st_uid && now.st_gid == before.st_gid &&
+    const bool same = stampOf(now) == stampOf(before) && now.st_mode == before.st_mode && now.st_uid == before.st_uid && now.st_gid == before.st_gid &&
                       now.st_nlink == before.st_nlink;
     return same ? Status::success() : Status::failure(EBUSY);
 }

@@ -16,6 +16,8 @@ struct FileStamp {
     std::uint64_t size = 0;  ///< bytes
     std::int64_t modifiedSeconds = 0;
     std::int64_t modifiedNanoseconds = 0;
+    std::int64_t changedSeconds = 0;  ///< the last change of whatever is kept of it, names included
+    std::int64_t changedNanoseconds = 0;
     bool operator==(const FileStamp&) const = default;
 };
 /// Asks the kernel. Fails with the call's errno.

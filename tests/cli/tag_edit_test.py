@@ -380,10 +380,11 @@ class RefusalTest(EditTest):
         lying = tag(3, text("TIT2", "Old"), Frame("TALB", b"\0cut", size=5000), padding=300)
         path = self.put("lying.mp3", lying)
         for arguments in (["set", "--title", "New"], ["convert", "--to", "2.4"], ["set", "--title", "x", "--dry-run"]):
-            self.refused(path, "its tag was not read faithfully: .+; --force", *arguments)
+            self.refused(path, "its tag was not read faithfully: .+; it cannot be told where", *arguments)
+            self.refused(path, "it cannot be told where", *arguments, "--force")
         # A length that runs into the audio: what is behind the frames is kept, whatever the header says.
         path = self.put("long.mp3", tag(3, text("TIT2", "Old"), padding=20, size=5000))
-        self.refused(path, "its tag was not read faithfully|it cannot be told where")
+        self.refused(path, "its tag was not read faithfully: .+; --force")
         content = path.read_bytes()
         self.run_quillet("tag", "set", "--force", "--title", "N" * 40, path, status=0)
         self.assertTrue(path.read_bytes().endswith(self.audio), "no byte of audio is gone")

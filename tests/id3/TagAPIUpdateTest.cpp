@@ -287,7 +287,7 @@ TEST(TagAPIUpdateTest, ARefusedUpdateSaysWhyAndInTheStandardDialectLeavesTheFile
         std::int32_t system, standard;
         const char* reason;
     } kCases[] = {
-        {"changed meanwhile", kV2 + kAudio + kV1, [](const std::string& path) { truncate(path.c_str(), 30'000); }, -1,
+        {"changed meanwhile", kV2 + kAudio + kV1, [](const std::string& path) { truncate(path.c_str(), 30'000); }, -3,
          -3, "changed by another program"},
         {"gone meanwhile", kV2 + kAudio + kV1, [](const std::string& path) { unlink(path.c_str()); }, -1, -3,
          "No such file"},
