@@ -154,8 +154,9 @@ void id3V2Tag::noteExtent(const util::Data& tag, std::int64_t framesEnd) {
     extent_.framesEnd = extent_.begin + kTagHeaderLength + used;
     // Bytes that a reversal of unsynchronisation took out are none that count for a padding.
     const auto rest = tag.slice(used, tag.size() - std::min(used, tag.size()));
-    // Further in it may be a chance find in the audio.
-    const bool isTag = extent_.begin == 0 || (!frameSet_.empty() && !beginsWithAudio_);
+    // Further in it may be a chance find in the audio, which must not go.
+    const bool isTag =
+        extent_.begin == 0 || dialect_->keepsBytesOfDroppedTag || (!frameSet_.empty() && !beginsWithAudio_);
     extent_.isCertain =
         isTag && !guessedLength_ && !guessedFrames_ && rest && isPadding(rest->bytes()) && extent_.end <= fileSize_;
 }

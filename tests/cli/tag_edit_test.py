@@ -221,6 +221,9 @@ class OtherCommandsTest(EditTest):
         front = path.read_bytes()[:tag_length(path.read_bytes())]
         self.tag_on("copy", "v2-to-v1", "new.mp3")
         self.assertEqual(path.read_bytes(), front + self.audio + v1(long[:30], track=5, genre=8))
+        whole = path.read_bytes()
+        self.tag_on("copy", "v1-to-v2", "new.mp3")
+        self.assertEqual(path.read_bytes(), whole, "a title that was cut takes no whole one's place")
         self.tag_on("copy", "v2-to-v1", "old.mp3", "new.mp3")
         self.tag_on("copy", "v1-to-v2", "none.mp3", "new.mp3", status=1)
         self.put("none.mp3")

@@ -199,6 +199,15 @@ const SaveCase kSaves[] = {
     {"drop of a file without room for one", "audio", "audio", drop, false, "audio"},
 };
 
+TEST_F(id3V1TagTest, ATagOfAnotherKindIsNoRecord) {
+    const std::string before = "audio" + std::string("APETAGEX") + std::string(123, 'x');
+    id3V1Tag tag(kStandardDialect);
+    tag.openPath(folder_.write("file", before));
+    EXPECT_FALSE(tag.tagPresent());
+    EXPECT_TRUE(drop(tag) && test::contentOf(folder_ / "file") == before);
+    EXPECT_TRUE(writeNewTitle(tag) && test::contentOf(folder_ / "file").starts_with(before));
+}
+
 TEST_F(id3V1TagTest, SavesIntoTheFileAsItIsNow) {
     for (const Dialect& dialect : {kSystemDialect, kStandardDialect}) {
         for (const SaveCase& wanted : kSaves) {

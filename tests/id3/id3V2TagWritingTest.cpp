@@ -79,6 +79,8 @@ const FileCase kFiles[] = {
     // The system's copy leaves the old tag in the file.
     {"behind something", "something" + tagOf(3, 0, kOthers3 + kRoom), "rewritten", "rewritten", "TIT2 XYZA TPE1",
      "something"},
+    {"a chance find in the audio", kAudio.substr(0, 100) + tagHeader(3, 0, 0), "rewritten", kUncertain},
+    {"behind a frame of audio", kAudio.substr(0, 100) + tagOf(3, 0, kOthers3), "rewritten", kUncertain},
     {"longer than the file", tagHeader(3, 0, 900'000) + kOthers3, kUncertain,
      kUnfaithful + "the tag is longer than the file, bytes behind the last frame are no padding"},
     {"ends in the audio", tagHeader(3, 0, kOthers3.size() + 3000) + kOthers3, kUncertain,
