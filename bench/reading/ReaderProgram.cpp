@@ -1,33 +1,16 @@
 #include "bench/reading/ReaderProgram.hpp"
 
 #include <fmt/format.h>
-#include <time.h>
 
 #include <cstdio>
 #include <cstring>
-#include <fstream>
 #include <nlohmann/json.hpp>
 
+#include "bench/ListProgram.hpp"
 #include "util/md5.hpp"
 
 namespace quillet::bench {
 namespace {
-
-std::uint64_t nanoseconds(clockid_t clock) {
-    timespec now{};
-    clock_gettime(clock, &now);
-    return static_cast<std::uint64_t>(now.tv_sec) * 1'000'000'000 + static_cast<std::uint64_t>(now.tv_nsec);
-}
-
-/// The peak of this program alone; what getrusage tells includes the process that started it.
-std::uint64_t peakKiB() {
-    std::ifstream status("/proc/self/status");
-    for (std::string word; status >> word;) {
-        std::uint64_t peak = 0;
-        if (word == "VmHWM:" && status >> peak) return peak;
-    }
-    return 0;
-}
 
 std::string hexadecimalMD5(std::span<const std::uint8_t> bytes) {
     md5_state_t state;
@@ -94,23 +77,13 @@ int runReader(int argc, char** argv, const ReadFile& readFile) {
         fmt::print(stderr, "usage: {} [--print] LIST\n", argv[0]);
         return 2;
     }
-    // A line at a time, so that the list's length shows in no program's memory.
-    std::ifstream list(argv[argc - 1]);
-    if (!list) {
-        fmt::print(stderr, "{}: cannot be read\n", argv[argc - 1]);
-        return 1;
-    }
     Report report(print);
-    std::uint64_t files = 0;
-    const std::uint64_t wall = nanoseconds(CLOCK_MONOTONIC);
-    const std::uint64_t processor = nanoseconds(CLOCK_PROCESS_CPUTIME_ID);
-    for (std::string path; std::getline(list, path); ++files) readFile(path, report);
+    const auto cost = workThrough(argv[argc - 1], [&](const std::string& path) { readFile(path, report); });
+    if (!cost) return 1;
     if (!print) {
-        const std::uint64_t wallNs = nanoseconds(CLOCK_MONOTONIC) - wall;
-        const std::uint64_t processorNs = nanoseconds(CLOCK_PROCESS_CPUTIME_ID) - processor;
         fmt::print(R"({{"files": {}, "checksum": {}, "wallNs": {}, "processorNs": {}, "peakKiB": {}}})"
                    "\n",
-                   files, report.checksum(), wallNs, processorNs, peakKiB());
+                   cost->files, report.checksum(), cost->wallNs, cost->processorNs, cost->peakKiB);
     }
     return 0;
 }
