@@ -336,15 +336,6 @@ std::string_view utf16Prefix(std::string_view utf8, std::size_t units) {
     return utf8.substr(0, utf8.size() - reader.remaining());
 }
 
-std::vector<std::string_view> split(std::string_view text, char separator) {
-    std::vector<std::string_view> pieces;
-    for (std::size_t end; (end = text.find(separator)) != std::string_view::npos; text.remove_prefix(end + 1)) {
-        pieces.push_back(text.substr(0, end));
-    }
-    pieces.push_back(text);
-    return pieces;
-}
-
 namespace {
 
 /// Whether `byte` is a whole character of UTF-8, and no white space.
@@ -386,17 +377,6 @@ std::int64_t integerValue(std::string_view text) {
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     if (error != std::errc::result_out_of_range) return value;
     return text.starts_with('-') ? std::numeric_limits<std::int64_t>::min() : std::numeric_limits<std::int64_t>::max();
-}
-
-std::string hexadecimal(Bytes bytes) {
-    constexpr char kDigits[] = "0123456789abcdef";
-    std::string digits;
-    digits.reserve(2 * bytes.size());
-    for (const std::uint8_t byte : bytes) {
-        digits += kDigits[byte >> 4];
-        digits += kDigits[byte & 0x0f];
-    }
-    return digits;
 }
 
 }  // namespace quillet::util

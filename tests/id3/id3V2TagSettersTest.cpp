@@ -1,64 +1,17 @@
 #include <gtest/gtest.h>
 
 #include "id3/Limits.hpp"
-#include "id3/id3V2Tag.hpp"
-#include "tests/MemoryFile.hpp"
-#include "tests/id3/TagBytes.hpp"
+#include "tests/id3/FilledTag.hpp"
 
 namespace quillet {
 namespace {
 
 using namespace std::string_literals;
-using util::PropertyArray;
-using util::PropertyDictionary;
-using Frames = std::vector<std::pair<std::string, std::string>>;
-
-FrameLibrary library() {
-    const auto record = [](bool text, bool multi, PropertyDictionary equivalents) {
-        equivalents["text"] = text;
-        equivalents["multi"] = multi;
-        return equivalents;
-    };
-    const PropertyDictionary frames = {
-        {"2.0", PropertyDictionary{{"TT2", record(true, false, {{"2.3", "TIT2"}})},
-                                   {"OLD", record(true, false, {{"2.3", "GONE"}})}}},
-        {"2.3", PropertyDictionary{{"TIT2", record(true, false, {{"2.0", "TT2"}})}, {"PRIV", record(false, true, {})}}},
-        {"iTunes_comment", PropertyArray{"iTun"}},
-    };
-    return FrameLibrary(std::make_shared<const PropertyDictionary>(PropertyDictionary{{"frames", frames}}));
-}
-
-/// A tag that was read, or an empty one where there are no frames.
-id3V2Tag tagOf(std::uint32_t version, const Frames& frames, const Dialect& dialect) {
-    id3V2Tag tag(library(), dialect);
-    if (frames.empty()) {
-        tag.newTag(version, 0);
-        return tag;
-    }
-    std::string content;
-    for (const auto& [identifier, body] : frames) {
-        content += version == 2   ? test::frame20(identifier, body)
-                   : version == 3 ? test::frame23(identifier, body)
-                                  : test::frame24(identifier, body);
-    }
-    const test::MemoryFile file(test::tagOf(version, 0, content + std::string(64, '\0')));
-    tag.openPath(file.path());
-    return tag;
-}
-
-std::uint32_t lengthOf(const id3V2Tag& tag) {
-    std::uint32_t length = 0;
-    for (const auto& frame : tag.frames().all()) length += frame->length();
-    return length;
-}
-
-std::string shown(const id3V2Tag& tag) {
-    return test::listed(tag.frames().all());
-}
-
-std::shared_ptr<id3V2Frame> frame(const char* identifier, std::string_view body) {
-    return std::make_shared<id3V2Frame>(test::dataOf(body), identifier, std::uint8_t{0}, std::uint8_t{0}, 3);
-}
+using test::filledTag;
+using test::frame;
+using test::Frames;
+using test::lengthOf;
+using test::shown;
 
 /// What a setter leaves of a tag. Where an entry is given, it alone makes the difference of both dialects.
 struct SetterCase {
@@ -220,7 +173,7 @@ TEST(TagSetters, LeaveTheFramesThatTheyShould) {
     for (const SetterCase& c : kSetters) {
         SCOPED_TRACE(c.name);
         const auto check = [&](const Dialect& dialect, const std::string& after) {
-            id3V2Tag tag = tagOf(c.version, c.before, dialect);
+            id3V2Tag tag = filledTag(c.version, c.before, dialect);
             const std::uint32_t rest = tag.tagLength() - lengthOf(tag);
             EXPECT_TRUE(c.set(tag));
             EXPECT_EQ(shown(tag), after);
@@ -241,7 +194,7 @@ TEST(TagSetters, AreReadBackInEachVersionAndDialect) {
     for (const Dialect& dialect : {kSystemDialect, kStandardDialect}) {
         for (const std::uint32_t version : {2U, 3U, 4U}) {
             SCOPED_TRACE(version);
-            id3V2Tag tag = tagOf(version, {{version == 2 ? "TXX" : "TXXX", "x"}}, dialect);
+            id3V2Tag tag = filledTag(version, {{version == 2 ? "TXX" : "TXXX", "x"}}, dialect);
             EXPECT_TRUE(tag.setTitle("Título") && tag.setArtist("夜") && tag.setAlbumArtist("Ω") &&
                         tag.setAlbum("Album") && tag.setComposer("Composer") && tag.setEncodedBy("Encoder") &&
                         tag.setYear(2004) && tag.setTrack(3, 12) && tag.setDisk(1, 2) && tag.setGenreName({"Rock"}) &&
@@ -269,11 +222,11 @@ TEST(TagSetters, AreReadBackInEachVersionAndDialect) {
 
 TEST(TagSetters, RefuseWhatTheyCannotWrite) {
     for (const Dialect& dialect : {kSystemDialect, kStandardDialect}) {
-        id3V2Tag unknown = tagOf(5, {}, dialect);
+        id3V2Tag unknown = filledTag(5, {}, dialect);
         const test::LogLines log;
         EXPECT_FALSE(unknown.setTitle("t") || unknown.setYear(2004) || unknown.setGenreName({"g"}) ||
                      unknown.setComments("c") || unknown.setImages({}) || unknown.setContent({"t"}, "TIT2", false));
-        id3V2Tag tag = tagOf(3, {{"TIT2", "t"}}, dialect);
+        id3V2Tag tag = filledTag(3, {{"TIT2", "t"}}, dialect);
         EXPECT_FALSE(tag.setComposer(std::nullopt) || tag.setEncodedBy(std::nullopt));
         EXPECT_FALSE(tag.setContent({"t"}, "XXXX", false) || tag.setContent({"t"}, "OLD", false));
         EXPECT_FALSE(tag.setContent({}, "TIT2", true)) << "no content";
@@ -287,7 +240,7 @@ TEST(TagSetters, RefuseWhatTheyCannotWrite) {
 
 TEST(TagSetters, RefuseWhatIsLargerThanReadersTake) {
     for (const Dialect& dialect : {kSystemDialect, kStandardDialect}) {
-        id3V2Tag tag = tagOf(3, {{"APIC", "a"}, {"TIT2", "t"}}, dialect);
+        id3V2Tag tag = filledTag(3, {{"APIC", "a"}, {"TIT2", "t"}}, dialect);
         const std::size_t header = "\0g\0\3\0"s.size();
         const auto picture = [&](std::size_t size) {
             return Picture{test::dataOf(std::string(size, 'x')), "", "g", ""};
@@ -305,100 +258,6 @@ TEST(TagSetters, RefuseWhatIsLargerThanReadersTake) {
         EXPECT_FALSE(tag.tagChanged());
         EXPECT_TRUE(tag.setImages({picture(kLargestFrame - header)}));
         EXPECT_TRUE(tag.setTitle(std::string(kLargestFrame - 2, 'x')));
-    }
-}
-
-TEST(TagFrames, AreFiledAtTheirPlace) {
-    struct {
-        const char* name;
-        bool replace;
-        std::int32_t position;
-        const char* after;
-    } const cases[] = {
-        {"at the front", false, 0, "TIT2=new TIT2=a TPE1=p TIT2=b"},
-        {"below the first", false, -7, "TIT2=new TIT2=a TPE1=p TIT2=b"},
-        {"between", false, 1, "TIT2=a TPE1=p TIT2=new TIT2=b"},
-        {"past the end", false, 99, "TIT2=a TPE1=p TIT2=b TIT2=new"},
-        {"in place of the first", true, 0, "TPE1=p TIT2=new TIT2=b"},
-        {"in place of the last", true, 1, "TIT2=a TIT2=new TPE1=p"},
-        {"in place of none", true, 2, "TIT2=a TPE1=p TIT2=b TIT2=new"},
-        {"in place of all", true, -1, "TPE1=p TIT2=new"},
-    };
-    for (const auto& c : cases) {
-        id3V2Tag tag = tagOf(3, {{"TIT2", "a"}, {"TPE1", "p"}, {"TIT2", "b"}}, kSystemDialect);
-        EXPECT_FALSE(tag.addUpdateFrame(nullptr, true, 0));
-        EXPECT_FALSE(tag.tagChanged());
-        EXPECT_TRUE(tag.addUpdateFrame(frame("TIT2", "new"), c.replace, c.position));
-        EXPECT_EQ(shown(tag), c.after) << c.name;
-        EXPECT_TRUE(tag.tagChanged());
-    }
-    id3V2Tag tag = tagOf(3, {{"TIT2", "a"}, {"TPE1", "p"}}, kSystemDialect);
-    EXPECT_FALSE(tag.setFrames({}) || tag.setFrames({frame("TPE1", "q"), nullptr}));
-    EXPECT_FALSE(tag.tagChanged());
-    EXPECT_TRUE(tag.setFrames({frame("TPE1", "q"), frame("TPE1", "r")}));
-    EXPECT_EQ(shown(tag), "TIT2=a TPE1=q TPE1=r");
-}
-
-TEST(TagFrames, AreDroppedOneByOneOrAll) {
-    for (const Dialect& dialect : {kSystemDialect, kStandardDialect}) {
-        id3V2Tag tag = tagOf(3, {{"TIT2", "long"}, {"TPE1", "p"}, {"TIT2", "bb"}, {"TIT2", "c"}}, dialect);
-        const std::uint32_t before = tag.tagLength();
-        EXPECT_TRUE(tag.dropFrame("XXXX", 3) && tag.dropFrame("XXXX", -1) && tag.dropFrame(frame("XXXX", "")));
-        EXPECT_FALSE(tag.dropFrame("TIT2", 3) || tag.dropFrame(nullptr) || tag.dropFrame(frame("TIT2", "c")));
-        EXPECT_EQ(tag.tagLength(), before);
-        EXPECT_FALSE(tag.tagChanged());
-        EXPECT_TRUE(tag.dropFrame("TIT2", 1));
-        EXPECT_EQ(shown(tag), "TIT2=long TPE1=p TIT2=c");
-        EXPECT_EQ(tag.tagLength(), before - 12);
-        EXPECT_EQ(tag.tagChanged(), !dialect.ignoresDropsAsChange);
-        EXPECT_TRUE(tag.dropFrame(tag.frames().all().front()));
-        EXPECT_EQ(shown(tag), "TPE1=p TIT2=c");
-        EXPECT_EQ(tag.tagLength(), before - 26);
-        EXPECT_TRUE(tag.dropFrame("TIT2", -1) && tag.dropFrame("TPE1", -1));
-        EXPECT_EQ(tag.tagLength(), before - 48);
-        EXPECT_EQ(tag.tagChanged(), !dialect.ignoresDropsAsChange);
-    }
-    const auto twice = frame("TIT2", "twice");
-    id3V2Tag tag = tagOf(3, {{"TPE1", "p"}}, kSystemDialect);
-    const std::uint32_t before = tag.tagLength();
-    EXPECT_TRUE(tag.addUpdateFrame(twice, false, 0) && tag.addUpdateFrame(twice, false, 0) && tag.dropFrame(twice));
-    EXPECT_EQ(shown(tag), "TPE1=p TIT2=twice");
-    EXPECT_EQ(tag.tagLength(), before + 15);
-}
-
-TEST(TagFlags, AreSetInTheirVersionsAlone) {
-    for (const std::uint32_t version : {0U, 2U, 3U, 4U, 5U}) {
-        SCOPED_TRACE(version);
-        id3V2Tag tag = tagOf(version, {}, kSystemDialect);
-        const std::uint32_t empty = tag.tagLength();
-        EXPECT_TRUE(tag.setTagUnsynch(true) && tag.tagUnsynch());
-        EXPECT_EQ(tag.setCompressTag(true) && tag.compressTag(), version <= 2);
-        EXPECT_EQ(tag.setExtendedHeader(true) && tag.extendedHeader(), version == 3 || version == 4);
-        EXPECT_EQ(tag.setFooter(true) && tag.footer(), version == 4);
-        EXPECT_EQ(tag.tagLength(), empty + (version == 4 ? 10 : 0));
-        EXPECT_FALSE(tag.tagChanged());
-        EXPECT_EQ(tag.flags(), version == 4 ? 0xE0 : version == 5 ? 0x80 : 0xC0);
-        tag.setTagUnsynch(false);
-        tag.setCompressTag(false);
-        tag.setExtendedHeader(false);
-        tag.setFooter(false);
-        EXPECT_EQ(tag.flags(), 0U);
-    }
-    id3V2Tag standard = tagOf(4, {}, kStandardDialect);
-    EXPECT_TRUE(standard.setFooter(true));
-    EXPECT_EQ(standard.flags(), 0x10U);
-
-    const std::string extended =
-        test::tagOf(3, 0x40, test::number(6, 4) + "\0\0\0\0\0\0"s + test::frame23("TIT2", "t"));
-    for (const Dialect& dialect : {kSystemDialect, kStandardDialect}) {
-        id3V2Tag tag(FrameLibrary(), dialect);
-        const test::MemoryFile file(extended + "\xff\xfb" + std::string(2000, '\x55'));
-        tag.openPath(file.path());
-        ASSERT_TRUE(tag.extendedHeaderData());
-        const std::uint32_t before = tag.tagLength();
-        EXPECT_TRUE(tag.setExtendedHeader(false));
-        EXPECT_FALSE(tag.extendedHeaderData());
-        EXPECT_EQ(before - tag.tagLength(), dialect.keepsExtendedHeaderMark ? 6U : 10U);
     }
 }
 
