@@ -233,7 +233,8 @@ TEST(id3V2TagWriting, MeasuresThreeGigabytesIn64Bits) {
     const test::TemporaryFolder folder;
     for (const auto& [room, outcome] :
          {std::pair(100'000, "in place"), std::pair(20'000, "cannot be written: File too large")}) {
-        const std::string path = folder.write("a.mp3", tagOf(3, 0, kOthers3 + std::string(room, '\0')) + kAudio);
+        const std::string path =
+            folder.write("a.mp3", tagOf(3, 0, kOthers3 + std::string(static_cast<std::size_t>(room), '\0')) + kAudio);
         std::filesystem::resize_file(path, 3'000'000'000);
         const rlimit limit{.rlim_cur = 1'000'000, .rlim_max = RLIM_INFINITY};
         const rlimit none{.rlim_cur = RLIM_INFINITY, .rlim_max = RLIM_INFINITY};
