@@ -48,8 +48,9 @@ void FrameWalk::walk(FrameStore& frames) {
             if (auto frame = getFrame()) frames.append(std::move(frame));
         }
     }
-    if (!dialect().walksPastTheTag && !isPadding(readerAt(framesEndAt_).rest()))
-        remarks_.add("bytes behind the last frame are no padding");
+    if (dialect().walksPastTheTag) return;
+    endsInPadding_ = isPadding(readerAt(framesEndAt_).rest());
+    if (!endsInPadding_) remarks_.add("bytes behind the last frame are no padding");
 }
 
 bool FrameWalk::nextFrame(bool first) {

@@ -45,6 +45,8 @@ class FrameWalk {
     const Remarks& remarks() const { return remarks_; }
     /// Whether a frame was longer than there is room for, so that its end is a guess; in both dialects.
     bool guessedRoom() const { return guessedRoom_; }
+    /// Whether nothing but zeros is behind the frames; not asked where the walk goes past the tag.
+    bool endsInPadding() const { return endsInPadding_; }
 
   protected:
     /// What differs by version.
@@ -141,6 +143,7 @@ class FrameWalk {
     std::int64_t step_ = 0;                  ///< from there to the next frame's header
     std::int64_t framesEndAt_ = 0;
     bool guessedRoom_ = false;
+    bool endsInPadding_ = false;
     bool noRoom_ = false;  ///< the guard left nothing of the current frame
     FrameInflater inflater_;
     Remarks remarks_;

@@ -332,6 +332,7 @@ class id3V2Tag {
     bool guessedLength_ = false;            ///< of the tag
     bool readFailed_ = false;               ///< so that what the file has is not known
     bool beginsWithAudio_ = false;          ///< an MPEG frame stands at the file's start, before the tag
+    bool endsInPadding_ = false;            ///< what is behind the frames
     bool guessedFrames_ = false;            ///< where the frames begin, or where one of them ends
     std::optional<util::FileStamp> stamp_;  ///< of the file when it was read or written last; none for a new tag
     SaveOptions saveOptions_;

@@ -152,13 +152,11 @@ void id3V2Tag::passFooter(AudioFile& file) {
 void id3V2Tag::noteExtent(const util::Data& tag, std::int64_t framesEnd) {
     const auto used = static_cast<std::size_t>(std::clamp<std::int64_t>(framesEnd, 0, std::int64_t{tagLength_}));
     extent_.framesEnd = extent_.begin + kTagHeaderLength + used;
-    // Bytes that a reversal of unsynchronisation took out are none that count for a padding.
-    const auto rest = tag.slice(used, tag.size() - std::min(used, tag.size()));
+    if (dialect_->walksPastTheTag) endsInPadding_ = used <= tag.size() && isPadding(tag.bytes().subspan(used));
     // Further in it may be a chance find in the audio, which must not go.
     const bool isTag =
         extent_.begin == 0 || dialect_->keepsBytesOfDroppedTag || (!frameSet_.empty() && !beginsWithAudio_);
-    extent_.isCertain =
-        isTag && !guessedLength_ && !guessedFrames_ && rest && isPadding(rest->bytes()) && extent_.end <= fileSize_;
+    extent_.isCertain = isTag && !guessedLength_ && !guessedFrames_ && endsInPadding_ && extent_.end <= fileSize_;
 }
 
 void id3V2Tag::cutToFile(std::uint64_t start) {
@@ -208,6 +206,7 @@ void id3V2Tag::walkFrames(FrameWalkInput input) {
         frameSetLength_ = walk.getFrameSetLength();
         remarks_.add(walk.remarks());
         guessedFrames_ = guessedFrames_ || walk.guessedRoom();
+        endsInPadding_ = walk.endsInPadding();
     };
     switch (majorVersion_) {
         case 3:
