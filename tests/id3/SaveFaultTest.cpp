@@ -30,6 +30,15 @@ std::string deflated(const std::string& text) {
     return std::string(util::charactersOf(test::dataOf(text).deflate()->bytes()));
 }
 
+// Each child that is killed costs much under the address sanitizer; there the last save alone is disturbed.
+#ifdef __SANITIZE_ADDRESS__
+constexpr std::size_t kFirstDisturbed = 2;
+#elif defined(__has_feature)
+constexpr std::size_t kFirstDisturbed = __has_feature(address_sanitizer) ? 2 : 0;
+#else
+constexpr std::size_t kFirstDisturbed = 0;
+#endif
+
 struct FileCase {
     const char* name;
     std::string front;
@@ -108,7 +117,7 @@ TEST_P(SaveUnderFaults, KeepsTheAudio) {
     for (const FileCase& file : kFiles) {
         // The first save disturbed, then the second, which grows the tag, then the third.
         const std::string titles[] = {"first", std::string(1500, 't'), std::string(400, 'u')};
-        for (std::size_t disturbed = 0; disturbed < std::size(titles); ++disturbed) {
+        for (std::size_t disturbed = kFirstDisturbed; disturbed < std::size(titles); ++disturbed) {
             SCOPED_TRACE(std::string(file.name) + ", save " + std::to_string(disturbed + 1));
             const test::TemporaryFolder folder(test::TemporaryFolder::inMemory());
             const std::string path = folder / "a.mp3";
