@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstring>
 
 #include "util/FileCalls.hpp"
 
@@ -29,7 +30,7 @@ Status ContentWriter::append(Bytes bytes) {
     }
     while (!bytes.empty()) {
         const Bytes fitting = bytes.first(std::min(bytes.size(), capacity_ - used_));
-        std::ranges::copy(fitting, piece_.get() + used_);
+        std::memcpy(piece_.get() + used_, fitting.data(), fitting.size());
         if (const Status written = gathered(fitting.size()); !written.ok()) return written;
         bytes = bytes.subspan(fitting.size());
     }

@@ -96,9 +96,12 @@ Status renameByLink(const std::string& from, const std::string& to);
 inline FileStamp stampOf(const struct stat& facts) {
     const timespec modified = modificationTime(facts);
     const timespec changed = changeTime(facts);
-    return {static_cast<std::uint64_t>(facts.st_dev),  static_cast<std::uint64_t>(facts.st_ino),
-            static_cast<std::uint64_t>(facts.st_size), modified.tv_sec,
-            modified.tv_nsec,                          changed.tv_sec,
+    return {static_cast<std::uint64_t>(facts.st_dev),
+            static_cast<std::uint64_t>(facts.st_ino),
+            static_cast<std::uint64_t>(facts.st_size),
+            modified.tv_sec,
+            modified.tv_nsec,
+            changed.tv_sec,
             changed.tv_nsec};
 }
 

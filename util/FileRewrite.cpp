@@ -107,8 +107,8 @@ Status makeContent(WorkingFile& working, const FileDescriptor& old, Bytes front,
 Status stillStands(const std::string& target, const struct stat& before) {
     struct stat now;
     if (const Status known = statusOf(::lstat(target.c_str(), &now)); !known.ok()) return known;
-    const bool same = stampOf(now) == stampOf(before) && now.st_mode == before.st_mode && now.st_uid == before.st_uid && now.st_gid == before.st_gid &&
-                      now.st_nlink == before.st_nlink;
+    const bool same = stampOf(now) == stampOf(before) && now.st_mode == before.st_mode && now.st_uid == before.st_uid &&
+                      now.st_gid == before.st_gid && now.st_nlink == before.st_nlink;
     return same ? Status::success() : Status::failure(EBUSY);
 }
 
