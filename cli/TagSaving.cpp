@@ -132,7 +132,7 @@ class FileSaver {
         id3V2Tag& tag = *api_->getV2Tag();
         tag.setSaveOptions({.file = {}, .breakLinks = false, .force = true});
         const bool canBeForced = tag.canBeWritten();
-        const std::string reason = tag.getErrorDescription().value_or("");
+        std::string reason = tag.getErrorDescription().value_or("");
         if (remarks.faithful() || (files_.force && !canBeForced)) return reason;
         if (files_.force) return "";
         return fmt::format("its tag was not read faithfully: {}; {}", joined(remarks.all()),

@@ -11,18 +11,18 @@ using namespace std::string_view_literals;
 struct ImageFormat {
     std::string_view name;
     std::string_view mimeType;
-    std::string_view mark;             ///< what its files begin with
-    std::string_view markBehind = {};  ///< and have at kMarkBehind
+    std::string_view mark;        ///< what its files begin with
+    std::string_view markBehind;  ///< and have at kMarkBehind, "" for nothing
 };
 constexpr std::size_t kMarkBehind = 8;
 constexpr std::size_t kNameLength = 3;
 
 constexpr ImageFormat kFormats[] = {
-    {"JPG", "image/jpeg", "\xff\xd8\xff"},
-    {"PNG", "image/png", "\x89PNG\r\n\x1a\n"},
-    {"GIF", "image/gif", "GIF8"},
+    {"JPG", "image/jpeg", "\xff\xd8\xff", ""},
+    {"PNG", "image/png", "\x89PNG\r\n\x1a\n", ""},
+    {"GIF", "image/gif", "GIF8", ""},
     {"WEB", "image/webp", "RIFF", "WEBP"},
-    {"BMP", "image/bmp", "BM"},
+    {"BMP", "image/bmp", "BM", ""},
 };
 
 }  // namespace
