@@ -1,7 +1,11 @@
 # The libraries that the build links; packaging/linux/build-packages.txt names the Debian packages they come from.
 
-find_package(PkgConfig REQUIRED)
 find_package(ZLIB REQUIRED)
+if(APPLE)  # the device's other libraries are linked by name
+  return()
+endif()
+
+find_package(PkgConfig REQUIRED)
 find_package(OpenSSL REQUIRED COMPONENTS Crypto)
 find_package(fmt REQUIRED)
 find_package(nlohmann_json REQUIRED)
