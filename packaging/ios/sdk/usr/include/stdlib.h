@@ -25,6 +25,7 @@ void* calloc(size_t count, size_t size);
 void* realloc(void* memory, size_t size);
 void free(void* memory);
 void abort(void) __attribute__((noreturn));
+void exit(int status) __attribute__((noreturn));
 void arc4random_buf(void* bytes, size_t count);
 /* The plain name takes no null for `resolved`. */
 char* realpath(const char* path, char* resolved) __asm("_realpath$DARWIN_EXTSN");
