@@ -4,6 +4,8 @@ set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+# Device code ends up in programs and in a library that is loaded into one.
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 
 add_library(quillet_flags INTERFACE)
 target_include_directories(quillet_flags INTERFACE ${PROJECT_SOURCE_DIR})
@@ -25,4 +27,5 @@ endif()
 # Device code is compiled on Linux under the device's limits, so that a slip shows at once.
 add_library(quillet_device_flags INTERFACE)
 target_link_libraries(quillet_device_flags INTERFACE quillet_flags)
-target_compile_options(quillet_device_flags INTERFACE -fno-exceptions -fno-rtti)
+target_compile_options(quillet_device_flags INTERFACE -fno-exceptions -fno-rtti -fvisibility=hidden
+                                                      -fvisibility-inlines-hidden)

@@ -1,0 +1,3 @@
+#pragma once
+// clang asks for it under this name.
+#include <Block.h>
