@@ -1,5 +1,4 @@
-# Puts copyright and changelog beside what was installed for each package. The changelog is CHANGELOG.md's part for this
-# version, written as Debian's tools read it.
+# Gives each package its changelog: CHANGELOG.md's part for this version, written as Debian's tools read it.
 
 set(source ${CPACK_QUILLET_SOURCE})
 set(version ${CPACK_PACKAGE_VERSION})
@@ -25,9 +24,6 @@ foreach(component IN LISTS CPACK_COMPONENTS_ALL)
   string(TOUPPER ${component} upper)
   set(package ${CPACK_DEBIAN_${upper}_PACKAGE_NAME})
   set(folder ${CPACK_TEMPORARY_INSTALL_DIRECTORY}/${component}/usr/share/doc/${package})
-  file(MAKE_DIRECTORY ${folder})
-  file(COPY ${source}/packaging/linux/debian/copyright DESTINATION ${folder}
-       FILE_PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)
   file(WRITE ${folder}/changelog
        "${package} (${version}) unstable; urgency=medium\n\n${changes}\n -- ${CPACK_PACKAGE_CONTACT}  ${date}\n")
   execute_process(COMMAND gzip -9nf ${folder}/changelog COMMAND_ERROR_IS_FATAL ANY)
