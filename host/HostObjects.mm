@@ -1,1 +1,22 @@
-#import <Foundation/Foundation.h>
+#import "host/HostObjects.h"
+
+#import <objc/runtime.h>
+
+#include <cstring>
+
+namespace quillet::host {
+
+id objectVariable(id object, const char* name) {
+    if (object == nil) return nil;
+    const Ivar variable = class_getInstanceVariable(object_getClass(object), name);
+    if (variable == nullptr || ivar_getTypeEncoding(variable)[0] != '@') return nil;
+    id value = nil;
+    std::memcpy(&value, reinterpret_cast<const char*>(object) + ivar_getOffset(variable), sizeof value);
+    return value;
+}
+
+id answering(id object, SEL selector) {
+    return [object respondsToSelector:selector] ? object : nil;
+}
+
+}  // namespace quillet::host

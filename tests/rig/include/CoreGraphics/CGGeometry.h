@@ -1,3 +1,5 @@
 #pragma once
-// The device's own declarations.
+// The device's own declarations, over the type that GNUstep has.
+#include <Foundation/NSGeometry.h>
+
 #include "packaging/ios/sdk/System/Library/Frameworks/CoreGraphics.framework/Headers/CGGeometry.h"
