@@ -1,12 +1,10 @@
 #pragma once
 
-/* Read on Linux too, beside another Foundation, which has this type as well. */
-#ifdef __APPLE__
+/* Read on Linux too, beside another Foundation, whose type is the same. */
 #ifdef __LP64__
 typedef double CGFloat;
 #else
 typedef float CGFloat;
-#endif
 #endif
 
 typedef struct {
