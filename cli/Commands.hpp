@@ -17,6 +17,7 @@ enum ExitStatus { kAllDone = 0, kSomeFailed = 1, kWrongUsage = 2, kNothingToDo =
 struct ImportOptions {
     std::vector<std::string> paths;
     bool move = false;
+    bool naming = true;  ///< copies of MP3 files from their file names, where their tags lack title or artist
 };
 int runImport(Console& console, const DevicePaths& paths, const ImportOptions& options);
 

@@ -11,6 +11,7 @@
 
 #include "cli/FreeName.hpp"
 #include "cli/Interrupt.hpp"
+#include "import/HandOff.hpp"
 #include "util/FilePath.hpp"
 #include "util/Text.hpp"
 
@@ -23,11 +24,12 @@ constexpr std::string_view kWorkingName = ".copying.";
 
 }  // namespace
 
-HandOver::HandOver(const DevicePaths& paths, bool move) : paths_(paths), move_(move) {
+HandOver::HandOver(const DevicePaths& paths, bool move, bool naming) : paths_(paths), move_(move) {
+    if (naming && !move) naming_.emplace();
     removeWhatKilledOnesLeft();
 }
 
-util::Status HandOver::put(const ImportFile& file, HandedOver& handed) const {
+util::Status HandOver::put(const ImportFile& file, HandedOver& handed) {
     handed.fileName = util::lastPathComponent(file.path);
     // A hidden name would not be taken from the drop folder.
     std::string name = handed.fileName;
@@ -36,19 +38,21 @@ util::Status HandOver::put(const ImportFile& file, HandedOver& handed) const {
 
     const std::string drop = paths_.at(DevicePaths::kDropFolder);
     if (const util::Status made = util::createDirectories(drop); !made.ok()) return made;
-    std::string source = file.path;
+    std::string downloaded;
     if (!move_) {
-        std::string downloaded;
-        const util::Status status = download(file.path, name, downloaded);
+        const util::Status status = download(file.path, name, downloaded, handed);
         if (!status.ok()) return status;
-        source = util::pathIn(paths_.at(DevicePaths::kDownloads), downloaded);
         name = downloaded;
     }
     const util::Status dropped = underFreeName(
-        name, [&](const std::string& choice) { return util::moveItem(source, util::pathIn(drop, choice)); },
+        name,
+        [&](const std::string& choice) {
+            return move_ ? util::moveItem(file.path, util::pathIn(drop, choice))
+                         : quillet::handOver(paths_, downloaded, choice);
+        },
         handed.entry);
     if (!dropped.ok()) {
-        if (!move_) (void)unlink(source.c_str());
+        if (!move_) (void)unlink(downloadPath(paths_, downloaded).c_str());
         return dropped;
     }
     handed.origin.fileName = handed.entry;
@@ -60,13 +64,16 @@ util::Status HandOver::put(const ImportFile& file, HandedOver& handed) const {
     return util::Status::success();
 }
 
-util::Status HandOver::download(const std::string& path, const std::string& name, std::string& downloaded) const {
+util::Status HandOver::download(const std::string& path, const std::string& name, std::string& downloaded,
+                                HandedOver& handed) {
     const std::string folder = paths_.at(DevicePaths::kDownloads);
     if (const util::Status made = util::createDirectories(folder); !made.ok()) return made;
     const std::string working = util::pathIn(folder, fmt::format("{}{}", kWorkingName, getpid()));
     if (const util::Status copied = util::copyFile(path, working, interrupted); !copied.ok()) return copied;
+    // While it bears no name of its own, so that nobody takes it half named.
+    if (naming_) handed.unnamed = naming_->name(working, handed.fileName);
     const util::Status named = underFreeName(
-        name, [&](const std::string& choice) { return util::moveItem(working, util::pathIn(folder, choice)); },
+        name, [&](const std::string& choice) { return util::moveItem(working, downloadPath(paths_, choice)); },
         downloaded);
     if (!named.ok()) (void)unlink(working.c_str());
     return named;

@@ -21,7 +21,9 @@ usage, 3 nothing to do, 130 interrupted with a clean state.
 )";
 
 inline constexpr const char* kImportHelp =
-    R"(The files are copied, and yours are left alone. Something in a folder that is
+    R"(The files are copied, and yours are left alone. A copy of an MP3 file whose tag
+lacks title or artist gets them from its file name: "Artist - Title.mp3", or
+"Name.mp3" for both; --no-naming leaves it as it is. Something in a folder that is
 not audio is passed over; named itself, it is a failure. Whether a file is in
 the library already is not looked at. If a watch runs on the root, it imports
 the files; otherwise this command does, and re-checks the library first.

@@ -45,7 +45,7 @@ int runImport(Console& console, const DevicePaths& paths, const ImportOptions& o
         console.error(fmt::format("there is no audio file to import in {}", shown(options.paths.front())));
         return kNothingToDo;
     }
-    ImportRun run(console, paths, files, options.move);
+    ImportRun run(console, paths, files, options);
     const bool anything =
         std::any_of(files.begin(), files.end(), [](const ImportFile& file) { return file.reason.empty(); });
     if (anything && !interrupted()) run.run();

@@ -29,11 +29,12 @@ constexpr const char* kOnItsWayReason = "was handed over and is on its way into 
 
 }  // namespace
 
-ImportRun::ImportRun(Console& console, const DevicePaths& paths, const std::vector<ImportFile>& files, bool move)
+ImportRun::ImportRun(Console& console, const DevicePaths& paths, const std::vector<ImportFile>& files,
+                     const ImportOptions& options)
     : console_(console),
       paths_(paths),
       files_(files),
-      handOver_(paths, move),
+      handOver_(paths, options.move, options.naming),
       handed_(files.size()),
       open_(files.size()),
       outcomes_(files.size()) {
@@ -65,6 +66,9 @@ void ImportRun::handOverAll() {
         HandedOver handed;
         const util::Status put = handOver_.put(files_[i], handed);
         if (put.ok()) {
+            if (!handed.unnamed.empty())
+                console_.note(fmt::format("{} is imported without a name from its file name: {}",
+                                          shown(files_[i].shownPath), handed.unnamed));
             fileOfEntry_[handed.entry] = i;
             handed_[i] = std::move(handed);
             open_[i] = true;

@@ -26,7 +26,8 @@ class ImportRun : public BatchReporter {
         std::string reason;              ///< why not
     };
 
-    ImportRun(Console& console, const DevicePaths& paths, const std::vector<ImportFile>& files, bool move);
+    ImportRun(Console& console, const DevicePaths& paths, const std::vector<ImportFile>& files,
+              const ImportOptions& options);
 
     /// Imports the files that carry no reason. Answers when each has an outcome, or the user wants no more. Throws
     /// UserError and LibraryError where nothing could be handed over.

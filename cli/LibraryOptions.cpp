@@ -33,6 +33,9 @@ void addImport(CLI::App& app, Invocation& invocation) {
     CLI::App* import = app.add_subcommand("import", "Put audio files, or folders of them, into the library");
     import->add_option("PATH", options->paths, "Audio files and folders")->required();
     import->add_flag("--move", options->move, "Move the files instead of copying them");
+    import->add_flag_callback(
+        "--no-naming", [options] { options->naming = false; },
+        "Do not give copies of MP3 files title and artist from their file names");
     import->footer(kImportHelp);
     import->callback([options, &invocation] {
         invocation.command = [options](Console& console, const DevicePaths& paths) {

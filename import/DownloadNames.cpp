@@ -15,8 +15,10 @@ DownloadNames namesFromFileName(std::string_view fileName) {
 }
 
 void setMissingNames(TagAPI& tags, const DownloadNames& names) {
-    if (tags.getTitle().empty()) tags.setTitle(names.title);
-    if (tags.getArtist().empty()) tags.setArtist(names.artist);
+    // An empty name in the place of an empty text is a change where empty texts are written.
+    const bool setsEmpty = tags.dialect().writesEmptyValues;
+    if ((setsEmpty || !names.title.empty()) && tags.getTitle().empty()) tags.setTitle(names.title);
+    if ((setsEmpty || !names.artist.empty()) && tags.getArtist().empty()) tags.setArtist(names.artist);
 }
 
 std::int32_t nameDownload(TagAPI& tags, const std::string& path, std::string_view fileName) {

@@ -3,6 +3,7 @@
 import hashlib
 import json
 import os
+import pathlib
 import plistlib
 import resource
 import sqlite3
@@ -79,7 +80,7 @@ class SamplesTest(RootTest):
         audio = (SAMPLES / "old-label.mp3").read_bytes()[:-128]
         (self.files / "untagged.mp3").write_bytes(audio)
         (self.files / "two-frames.mp3").write_bytes(audio[:1250])
-        self.run_quillet("import", self.files)
+        self.run_quillet("import", "--no-naming", self.files)
         self.assertEqual(self.errors, "")
         tracks = {track["file"]: track for track in self.tracks()}
         old = tracks["old-label.mp3"]
@@ -91,6 +92,40 @@ class SamplesTest(RootTest):
         self.assertEqual(untagged["durationMs"], 3000)
         self.assertIn("untagged.mp3", self.run_quillet("library", "list"))
         self.assertEqual(len(tracks), 3)
+
+
+class NamingTest(RootTest):
+    AUDIO = (SAMPLES / "old-label.mp3").read_bytes()[:-128]
+
+    def imported(self, *options):
+        """(title, artist) by file name, and what each file in the media folder holds."""
+        names = ["Artist - Title - Live.mp3", "Name.mp3", "---.mp3", "tagged - twice.mp3"]
+        for name in names:
+            (self.files / name).write_bytes(self.AUDIO)
+        self.run_quillet("tag", "set", "--title", "Mine", self.files / names[3])
+        self.sample("evening.m4a", "Not - This.m4a")
+        before = {path.name: path.read_bytes() for path in self.files.iterdir()}
+        self.run_quillet("import", *options, self.files)
+        self.assertEqual(self.errors, "")
+        if "--move" not in options:
+            self.assertEqual({path.name: path.read_bytes() for path in self.files.iterdir()}, before)
+        self.contents = {track["file"]: pathlib.Path(track["assetPath"]).read_bytes() for track in self.tracks()}
+        self.assertTrue(all(self.contents[name].endswith(self.AUDIO) for name in names))
+        return before, {track["file"]: (track["title"], track["artist"]) for track in self.tracks()}
+
+    def test_copies_of_mp3_files_are_named_from_their_file_names(self):
+        before, named = self.imported()
+        self.assertEqual(named.pop("Not - This.m4a")[0], "Evening")
+        self.assertEqual(named, {"Artist - Title - Live.mp3": ("Title", "Artist"), "Name.mp3": ("Name", "Name"),
+                                 "---.mp3": (None, None), "tagged - twice.mp3": ("Mine", "tagged")})
+        self.assertEqual(self.contents["---.mp3"], before["---.mp3"], "no empty names are written")
+
+    def test_without_naming_or_moved_they_stay_as_they_are(self):
+        for number, option in enumerate(("--no-naming", "--move")):
+            self.use_root(self.base / f"root {number}")
+            before, named = self.imported(option)
+            self.assertEqual(self.contents, before)
+            self.assertEqual(named["Artist - Title - Live.mp3"], (None, None))
 
 
 class ImportTest(RootTest):
