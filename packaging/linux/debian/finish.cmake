@@ -1,4 +1,5 @@
-# Gives each package its changelog: CHANGELOG.md's part for this version, written as Debian's tools read it.
+# Gives each package its changelog: CHANGELOG.md's part for this version, written as Debian's tools read it. Takes the
+# debugging symbols out of the static libraries, as CPack does for programs.
 
 set(source ${CPACK_QUILLET_SOURCE})
 set(version ${CPACK_PACKAGE_VERSION})
@@ -34,3 +35,7 @@ foreach(component IN LISTS CPACK_COMPONENTS_ALL)
   execute_process(COMMAND gzip -9nf ${folder}/changelog COMMAND_ERROR_IS_FATAL ANY)
   file(CHMOD ${folder}/changelog.gz PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)
 endforeach()
+
+file(GLOB_RECURSE archives ${CPACK_TEMPORARY_INSTALL_DIRECTORY}/library/*.a)
+execute_process(COMMAND strip --strip-debug --remove-section=.comment --remove-section=.note
+                        --enable-deterministic-archives ${archives} COMMAND_ERROR_IS_FATAL ANY)
