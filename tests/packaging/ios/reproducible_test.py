@@ -17,7 +17,8 @@ def main():
         for name in SOURCES:
             copy = shutil.copytree if (root / name).is_dir() else shutil.copy
             copy(root / name, pathlib.Path(folder, name))
-        for command in (["--preset", "ios", "-DQUILLET_TESTS=OFF"], ["--build", "--preset", "ios", "--target", "device_package"]):
+        for command in (["--preset", "ios", "-DQUILLET_TESTS=OFF"],
+                        ["--build", "--preset", "ios", "--target", "device_package", "--parallel", "2"]):
             done = subprocess.run(["cmake", *command], cwd=folder, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
             if done.returncode != 0:
                 sys.exit(done.stdout)
