@@ -14,12 +14,13 @@ ARROWS = {
     "import": {"import", "id3", "platform", "util"},
     "host": {"host", "import", "platform/ios", "platform", "id3", "util"},
     "cli": {"cli", "import", "platform/linux", "platform", "id3", "util"},
+    "packaging/ios": {"packaging/ios"},
     "tests": None,
     "bench": None,
     "fuzz": None,
 }
 NOT_OURS = {"build", ".git"}
-DEVICE = {"util", "id3", "platform", "platform/ios", "import", "host"}
+DEVICE = {"util", "id3", "platform", "platform/ios", "import", "host", "packaging/ios"}
 # Not there on the device, or not without exceptions and run-time types.
 NOT_ON_DEVICE = {"iostream", "ostream", "istream", "fstream", "sstream", "iomanip", "filesystem", "regex", "format",
                  "thread", "future", "stdexcept", "exception", "typeinfo", "any", "expected", "locale", "codecvt"}

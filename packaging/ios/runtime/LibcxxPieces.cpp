@@ -19,7 +19,7 @@ _LIBCPP_BEGIN_NAMESPACE_STD
 #define QUILLET_INSTANTIATE(...) template __VA_ARGS__;
 _LIBCPP_STRING_V1_EXTERN_TEMPLATE_LIST(QUILLET_INSTANTIATE, char)
 #undef QUILLET_INSTANTIATE
-template string operator+<char, char_traits<char>, allocator<char>>(char const*, string const&);
+template string operator+ <char, char_traits<char>, allocator<char>>(char const*, string const&);
 
 namespace {
 
