@@ -1,1 +1,71 @@
 #include "platform/ios/AVMediaFramework.hpp"
+
+#include <sys/stat.h>
+
+#include <cmath>
+
+#include "platform/ios/FoundationValues.h"
+#import "platform/ios/PrivateClasses.h"
+#import "platform/ios/SystemClasses.h"
+
+namespace quillet {
+
+namespace {
+
+bool isRegularFile(const std::string& path) {
+    struct stat facts = {};
+    return stat(path.c_str(), &facts) == 0 && S_ISREG(facts.st_mode);
+}
+
+/// A number as it is; four characters as the code that they are.
+std::optional<std::uint32_t> keyOf(id key) {
+    if ([key isKindOfClass:[NSNumber class]]) return [key unsignedIntValue];
+    if (![key isKindOfClass:[NSString class]] || [key length] != 4) return std::nullopt;
+    std::uint32_t code = 0;
+    for (NSUInteger i = 0; i < 4; ++i) {
+        const unichar character = [key characterAtIndex:i];
+        if (character > 0xFF) return std::nullopt;
+        code = code << 8 | character;
+    }
+    return code;
+}
+
+MetadataItem itemOf(id<AVMetadataItemObject> item) {
+    MetadataItem result{textOf([item commonKey]), textOf([item keySpace]), keyOf([item key]), valueOf([item value])};
+    // The year of a moment is read from the framework's text for it.
+    if (result.value && result.value->date() != nullptr) {
+        if (NSString* text = [item stringValue]) result.value = textOf(text);
+    }
+    return result;
+}
+
+double durationOf(id<AVURLAssetObject> asset) {
+    using Seconds = double (*)(CMTime);
+    const auto seconds = reinterpret_cast<Seconds>(symbolNamed("CMTimeGetSeconds", kCoreMedia));
+    if (asset == nil || seconds == nullptr) return 0;
+    const double duration = seconds([asset duration]);
+    return std::isfinite(duration) && duration > 0 ? duration : 0;
+}
+
+}  // namespace
+
+std::optional<MediaAsset> AVMediaFramework::assetAtPath(const std::string& path) {
+    if (!isRegularFile(path)) return std::nullopt;
+    @autoreleasepool {
+        id<AVURLAssetObject> asset = [(id<AVURLAssetClass>)classNamed("AVURLAsset", kAVFoundation)
+            URLAssetWithURL:[NSURL fileURLWithPath:stringOf(path)]
+                    options:nil];
+        if (asset == nil) return std::nullopt;
+        MediaAsset result;
+        for (NSString* name in [asset availableMetadataFormats]) {
+            MetadataFormat& format = result.formats.emplace_back(MetadataFormat{textOf(name), {}});
+            for (id<AVMetadataItemObject> item in [asset metadataForFormat:name]) format.items.push_back(itemOf(item));
+        }
+        result.durationSeconds = durationOf(asset);
+        // The class answers for every file; one that it cannot read has nothing to say.
+        if (result.formats.empty() && result.durationSeconds == 0) return std::nullopt;
+        return result;
+    }
+}
+
+}  // namespace quillet

@@ -1,1 +1,18 @@
 #include "platform/ios/SystemClasses.h"
+
+#include <dlfcn.h>
+#import <objc/runtime.h>
+
+namespace quillet {
+
+Class classNamed(const char* name, const char* framework) {
+    if (Class found = objc_getClass(name)) return found;
+    return dlopen(framework, RTLD_LAZY) == nullptr ? Nil : objc_getClass(name);
+}
+
+void* symbolNamed(const char* name, const char* framework) {
+    if (void* found = dlsym(RTLD_DEFAULT, name)) return found;
+    return dlopen(framework, RTLD_LAZY) == nullptr ? nullptr : dlsym(RTLD_DEFAULT, name);
+}
+
+}  // namespace quillet
