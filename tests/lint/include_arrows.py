@@ -24,8 +24,9 @@ DEVICE = {"util", "id3", "platform", "platform/ios", "import", "host", "packagin
 # Not there on the device, or not without exceptions and run-time types.
 NOT_ON_DEVICE = {"iostream", "ostream", "istream", "fstream", "sstream", "iomanip", "filesystem", "regex", "format",
                  "thread", "future", "stdexcept", "exception", "typeinfo", "any", "expected", "locale", "codecvt"}
-FORBIDDEN_WORDS = re.compile(r"\b(throw|try|catch|dynamic_cast|typeid|thread_local|stoi|stol|stoul|stoll|stoull|stod)\b"
-                             r"|(\.value\(\)|\bstd::get<)")
+# Objective-C's own @try is another matter.
+FORBIDDEN_WORDS = re.compile(r"(?<!@)\b(throw|try|catch|dynamic_cast|typeid|thread_local|stoi|stol|stoul|stoll|stoull|"
+                             r"stod)\b|(\.value\(\)|\bstd::get<)")
 INCLUDE = re.compile(r'^\s*#\s*(?:include|import)\s*(["<])([^">]+)[">]', re.MULTILINE)
 COMMENT = re.compile(r'//[^\n]*|/\*.*?\*/|"(?:\\.|[^"\\\n])*"', re.DOTALL)
 
