@@ -14,7 +14,16 @@
 ///                         center and the library.
 ///   QUILLET_RIG_RECORD    the file that rigRecord appends to; nothing is recorded without it
 ///   QUILLET_RIG_IMPORTER  "later": ML3TrackImporter completes on another thread, some time after its call has
-///                         returned; "refuse": it takes no track. Else it completes inside the call.
+///                         returned; "refuse": it takes no track; "raise": it raises. Else it completes inside the
+///                         call. It never takes a track before importation is enabled, or whose file is not there.
+///
+/// ROOT/rig/library.plist is {"next": the identifier that the next track gets, above 2^63; "tracks": {identifier in
+/// decimal: {"assetFilePath", "mediaType", "shouldAddToPurchasedPlaylist", "artworkData", "values"}}}. It may be
+/// changed while no process runs on the root.
+///
+/// AVURLAsset answers what ROOT/rig/assets/MD5.plist says, MD5 being the file's digest in lower-case hexadecimal:
+/// {"formats": [{"name", "items": [{"commonKey", "keySpace", "key", "value", "stringValue"}]}], "duration": seconds}.
+/// What an item lacks is nil; a duration that is missing is an invalid time. Without such a file it knows nothing.
 
 /// Appends one line to the record, at once and whole, whatever thread or process writes beside. Line breaks in it
 /// become spaces.
