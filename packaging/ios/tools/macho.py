@@ -3,6 +3,8 @@
 import collections
 import struct
 
+import fixups
+
 SEGMENT_64, SYMTAB, DYSYMTAB, LOAD_DYLIB, ID_DYLIB, UUID = 0x19, 0x2, 0xB, 0xC, 0xD, 0x1B
 CODE_SIGNATURE, VERSION_MIN_IPHONEOS, FUNCTION_STARTS, DATA_IN_CODE = 0x1D, 0x25, 0x26, 0x29
 DYLD_INFO_ONLY = 0x80000022
@@ -11,7 +13,7 @@ Header = collections.namedtuple("Header", "magic cpu subtype filetype ncmds size
 Command = collections.namedtuple("Command", "kind at size")
 Segment = collections.namedtuple("Segment", "name address size offset filesize maxprot initprot sections at")
 Section = collections.namedtuple("Section", "name segment address size offset align kind")
-Symbol = collections.namedtuple("Symbol", "name kind")
+Symbol = collections.namedtuple("Symbol", "name kind address")
 Import = collections.namedtuple("Import", "library symbol")
 
 
@@ -62,7 +64,11 @@ class Image:
     def symbols(self):
         at, count, strings, _ = self.fields(SYMTAB, "<4I")
         entries = [self.unpack("<IBBHQ", at + 16 * index) for index in range(count)]
-        return [Symbol(self.string(strings + entry[0]), entry[1]) for entry in entries]
+        return [Symbol(self.string(strings + entry[0]), entry[1], entry[4]) for entry in entries]
+
+    def address_of(self, name):
+        """Of a symbol that the image itself has; KeyError where it has not."""
+        return {symbol.name: symbol.address for symbol in self.symbols() if symbol.address}[name]
 
     def linkedit_tables(self):
         """(offset, size) of every table that the load commands point to."""
@@ -77,9 +83,9 @@ class Image:
         """What the loader looks up, at once and later; weak symbols, which it would look up everywhere, as library None."""
         info = self.fields(DYLD_INFO_ONLY, "<10I")
         for at, size, weak in ((info[2], info[3], False), (info[6], info[7], False), (info[4], info[5], True)):
-            for ordinal, name in bindings(self.data[at:at + size]):
-                known = not weak and 0 < ordinal <= len(self.libraries)
-                yield Import(self.libraries[ordinal - 1] if known else None, name)
+            for binding in fixups.bindings(self.data[at:at + size]):
+                known = not weak and 0 < binding.ordinal <= len(self.libraries)
+                yield Import(self.libraries[binding.ordinal - 1] if known else None, binding.symbol)
 
     def _segment(self, at):
         name, address, size, offset, filesize, maxprot, initprot, count, _ = self.unpack("<16s4Q4I", at + 8)
@@ -92,41 +98,3 @@ class Image:
 
 def text(padded):
     return padded.rstrip(b"\0").decode()
-
-
-def bindings(opcodes):
-    """The (ordinal, symbol) pairs that a stream of bind opcodes names."""
-    at, ordinal, name, found = 0, 0, "", []
-
-    def uleb():
-        nonlocal at
-        value, shift = 0, 0
-        while True:
-            byte = opcodes[at]
-            at += 1
-            value |= (byte & 0x7F) << shift
-            shift += 7
-            if byte < 0x80:
-                return value
-
-    while at < len(opcodes):
-        opcode, immediate = opcodes[at] & 0xF0, opcodes[at] & 0x0F
-        at += 1
-        if opcode == 0x10:
-            ordinal = immediate
-        elif opcode == 0x20:
-            ordinal = uleb()
-        elif opcode == 0x30:  # the program, or a flat name space
-            ordinal = -immediate
-        elif opcode == 0x40:
-            end = opcodes.index(b"\0", at)
-            name, at = opcodes[at:end].decode(), end + 1
-        elif opcode in (0x60, 0x70, 0x80):  # an addend, a place, a distance
-            uleb()
-        elif opcode in (0x90, 0xA0, 0xB0, 0xC0):
-            found.append((ordinal, name))
-            for _ in range({0xA0: 1, 0xC0: 2}.get(opcode, 0)):
-                uleb()
-        elif opcode not in (0x00, 0x50):
-            raise ValueError(f"bind opcode {opcode:#x}")
-    return found
