@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstdint>
 #include <cstdlib>
 #include <functional>
 #include <memory>
@@ -13,6 +14,16 @@
 extern "C" [[noreturn]] void __cxa_pure_virtual() {
     std::abort();
 }
+
+#ifdef __arm64__
+// Where an Objective-C exception passes and C++ is only to be cleaned up, clang names the personality of C++. The
+// object runtime's does that as well.
+extern "C" int __objc_personality_v0(int version, int actions, std::uint64_t kind, void* exception, void* context);
+
+extern "C" int __gxx_personality_v0(int version, int actions, std::uint64_t kind, void* exception, void* context) {
+    return __objc_personality_v0(version, actions, kind, exception, context);
+}
+#endif
 
 _LIBCPP_BEGIN_NAMESPACE_STD
 

@@ -3,8 +3,9 @@
 import re
 
 INSTALL_NAME = re.compile(r"^install-name: '(.*)'$", re.MULTILINE)
-LISTS = re.compile(r"^\s+(symbols|objc-classes): \[(.*?)\]", re.MULTILINE | re.DOTALL)
-PREFIXES = {"symbols": ("",), "objc-classes": ("_OBJC_CLASS_$_", "_OBJC_METACLASS_$_")}
+LISTS = re.compile(r"^\s+(symbols|objc-classes|objc-eh-types): \[(.*?)\]", re.MULTILINE | re.DOTALL)
+PREFIXES = {"symbols": ("",), "objc-classes": ("_OBJC_CLASS_$_", "_OBJC_METACLASS_$_"),
+            "objc-eh-types": ("_OBJC_EHTYPE_$_",)}
 
 
 def read(sdk):
