@@ -3,7 +3,6 @@
 #include <sys/types.h>
 
 typedef struct __sFILE FILE;
-typedef off_t fpos_t;
 
 #define EOF (-1)
 #define stderr __stderrp

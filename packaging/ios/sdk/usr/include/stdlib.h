@@ -20,9 +20,6 @@ div_t div(int, int);
 ldiv_t ldiv(long, long);
 lldiv_t lldiv(long long, long long);
 
-void* malloc(size_t size);
-void* calloc(size_t count, size_t size);
-void* realloc(void* memory, size_t size);
 void free(void* memory);
 void abort(void) __attribute__((noreturn));
 void exit(int status) __attribute__((noreturn));

@@ -9,7 +9,6 @@ int memcmp(const void* a, const void* b, size_t count);
 void* memcpy(void* to, const void* from, size_t count);
 void* memmove(void* to, const void* from, size_t count);
 void* memset(void* bytes, int byte, size_t count);
-int strcmp(const char* a, const char* b);
 char* strerror(int error);
 size_t strlen(const char* text);
 __END_DECLS

@@ -4,7 +4,6 @@
 
 #define X_OK 1
 #define W_OK 2
-#define R_OK 4
 
 __BEGIN_DECLS
 int access(const char* path, int mode);

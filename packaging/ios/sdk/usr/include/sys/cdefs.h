@@ -1,7 +1,5 @@
 #pragma once
 
-#define __unused __attribute__((unused))
-
 #ifdef __cplusplus
 #define __BEGIN_DECLS extern "C" {
 #define __END_DECLS }
