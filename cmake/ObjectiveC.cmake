@@ -26,5 +26,6 @@ if(NOT APPLE)
   # What stands in for the platform's own headers; GNUstep's are taken as they are.
   target_include_directories(quillet_objc_flags INTERFACE ${PROJECT_SOURCE_DIR}/tests/rig/include)
   target_include_directories(quillet_objc_flags SYSTEM INTERFACE ${GNUSTEP_INCLUDES})
-  target_link_libraries(quillet_objc_flags INTERFACE ${GNUSTEP_BASE} ${OBJC_RUNTIME} ${BLOCKS_RUNTIME})
+  # In this order: GNUstep has a _Block_copy of its own, which copies nothing.
+  target_link_libraries(quillet_objc_flags INTERFACE ${BLOCKS_RUNTIME} ${GNUSTEP_BASE} ${OBJC_RUNTIME})
 endif()
