@@ -1,4 +1,4 @@
-"""armv7_test.py COMMANDS: what is compiled for arm64 must be compiled for armv7 too, to Mach-O objects for each."""
+"""armv7_test.py ROOT BUILD: every source of the library must be compiled to two Mach-O objects, for arm64 and for armv7."""
 
 import collections
 import json
@@ -7,23 +7,25 @@ import re
 import struct
 import sys
 
-PROCESSORS = {(0x0100000C, 0): "arm64", (12, 9): "armv7"}
+PROCESSORS = {(0xFEEDFACF, 0x0100000C, 0): "arm64", (0xFEEDFACE, 12, 9): "armv7"}
 
 
 def processor(path):
-    magic, *kind = struct.unpack_from("<3I", path.read_bytes()) if path.exists() else (0,)
-    return PROCESSORS.get(tuple(kind)) if magic in (0xFEEDFACE, 0xFEEDFACF) else None
+    """What the object at `path` is for; None where there is none, or for any other."""
+    return PROCESSORS.get(struct.unpack_from("<3I", path.read_bytes())) if path.exists() else None
 
 
 def main():
-    commands = json.loads(pathlib.Path(sys.argv[1]).read_text())
+    root, build = map(pathlib.Path, sys.argv[1:])
     found = collections.defaultdict(set)
-    for command in commands:
-        output = re.search(r" -o (\S+)", command["command"]).group(1)
-        found[command["file"]].add(processor(pathlib.Path(command["directory"], output)))
+    for command in json.loads((build / "compile_commands.json").read_text()):
+        file = pathlib.Path(command["file"])
+        if build not in file.parents and root / "tests" not in file.parents:
+            found[file].add(processor(build / re.search(r" -o (\S+)", command["command"]).group(1)))
     missing = [file for file, processors in found.items() if processors != set(PROCESSORS.values())]
     for file in missing:
         print(f"{file}: is compiled for {found[file]}")
+    print(f"{len(found)} sources")
     sys.exit(1 if missing or not found else 0)
 
 

@@ -51,6 +51,7 @@ def renamed(old, new):
 
 SYMBOLS = IMAGE.fields(macho.SYMTAB, "<4I")[0]
 MEMCPY = GOOD.index(b"_memcpy\0")
+CODE = named("__text").offset
 LIMIT = IMAGE.fields(macho.CODE_SIGNATURE, "<2I")[0]
 DIRECTORY = LIMIT + struct.unpack_from(">I", GOOD, LIMIT + 16)[0]
 
@@ -82,7 +83,7 @@ FAULTS = [
 ]
 
 UNSIGNED_FAULTS = [
-    ("changed code", put("<B", named("__text").offset + 5, 0xFF ^ GOOD[named("__text").offset + 5]), "page 0 has another"),
+    ("changed code", put("<B", CODE, 0xFF ^ GOOD[CODE]), f"page {CODE // 4096} has another"),
     ("changed tables", put("<B", LIMIT - 1, 0xFF ^ GOOD[LIMIT - 1]), f"page {(LIMIT - 1) // 4096} has another"),
     ("no signature", put(">I", LIMIT + 8, 0), "there is none"),
     ("by SHA-256", put(">2B", DIRECTORY + 36, 32, 2), "no directory of SHA-1"),
