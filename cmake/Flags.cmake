@@ -28,4 +28,6 @@ endif()
 add_library(quillet_device_flags INTERFACE)
 target_link_libraries(quillet_device_flags INTERFACE quillet_flags)
 target_compile_options(quillet_device_flags INTERFACE -fno-exceptions -fno-rtti -fvisibility=hidden
-                                                      -fvisibility-inlines-hidden)
+                                                      -fvisibility-inlines-hidden
+                       # What a host raises must find its way through our frames to whoever catches it.
+                       $<$<PLATFORM_ID:Darwin>:-funwind-tables>)

@@ -1,5 +1,6 @@
 #import "host/DownloaderScreens.h"
 
+#include <memory>
 #include <string>
 
 #import "host/HostObjects.h"
@@ -30,6 +31,12 @@ void refreshDownloads() {
     static const Class screenClass = objc_getClass("DownloadsViewController");
     const id screen = [answering(screenClass, @selector(sharedInstance)) sharedInstance];
     [answering(screen, @selector(refresh)) refresh];
+}
+
+/// The center from the start of its server to the screen's disappearance: nobody else need keep it. Never destroyed.
+std::shared_ptr<DistributedMessagingCenter>& servedCenter() {
+    static auto* const center = new std::shared_ptr<DistributedMessagingCenter>();
+    return *center;
 }
 
 /// What a message does to this import screen and the downloads screen.
@@ -64,18 +71,19 @@ void downloadsViewDidLoad(id screen, SEL selector) {
 }
 
 void importFiles(id screen, SEL /*selector*/, id fileNames) {
-    if (const auto center = hostPlatform().messaging.distributedCenterNamed(kSyncMessagingCenter)) {
+    servedCenter() = hostPlatform().messaging.distributedCenterNamed(kSyncMessagingCenter);
+    if (const auto& center = servedCenter()) {
         (void)center->runServerOnCurrentThread();
         center->registerForMessageName(std::string(kSyncSuccessMessage), screen,
                                        @selector(_handleLaunchMessageNamed:withUserInfo:));
     }
-    // The answer is not used: asking alone brings the player's process up.
+    // The answer is not used; the question is part of the hand-off.
     static const Class playerClass = classNamed("MPMusicPlayerController", kMediaPlayer);
     const id player = [answering(playerClass, @selector(iPodMusicPlayer)) iPodMusicPlayer];
     (void)[answering(player, @selector(repeatMode)) repeatMode];
 
-    NSMutableArray* const filesToImport =
-        answering(objectVariable(screen, "_filesToImport"), @selector(removeAllObjects));
+    const id variable = objectVariable(screen, "_filesToImport");
+    NSMutableArray* const filesToImport = [variable isKindOfClass:[NSMutableArray class]] ? variable : nil;
     [filesToImport removeAllObjects];
     for (id fileName in fileNames) {
         [filesToImport addObject:fileName];
@@ -87,6 +95,7 @@ void importFiles(id screen, SEL /*selector*/, id fileNames) {
 void importViewDidDisappear(id screen, SEL selector, BOOL animated) {
     orig_importViewDidDisappear(screen, selector, animated);
     if (const auto center = hostPlatform().messaging.distributedCenterNamed(kSyncMessagingCenter)) center->stopServer();
+    servedCenter() = nullptr;
 }
 
 id handleLaunchMessage(id screen, SEL /*selector*/, NSString* name, NSDictionary* /*userInfo*/) {

@@ -27,10 +27,9 @@ using Untyped = std::remove_pointer_t<IMP>;
 
 template <typename Function>
 void replace(Class hostClass, SEL selector, Function* replacement, Function*& previous) {
-    if (hostClass == nil) return;
-    IMP before = nullptr;
-    MSHookMessageEx(hostClass, selector, implementationOf<Untyped>(replacement), &before);
-    previous = implementationOf<Function>(before);
+    // The slot itself, so that it is filled before another thread can reach the replacement.
+    if (hostClass != nil)
+        MSHookMessageEx(hostClass, selector, implementationOf<Untyped>(replacement), reinterpret_cast<IMP*>(&previous));
 }
 
 template <typename Function>

@@ -92,13 +92,15 @@ void setStoreItem(PropertyDictionary& values, const MetadataItem& item) {
     }
 }
 
-/// The image of an artwork item: under "data" in a dictionary, or the value itself.
-const util::Data* imageOf(const PropertyValue& value) {
-    if (const auto* dictionary = value.dictionary()) {
-        const PropertyValue* data = util::find(*dictionary, "data");
-        return data == nullptr ? nullptr : data->data();
-    }
-    return value.data();
+/// Takes the picture of an artwork item: the "data" of a dictionary, which may have none, or data itself. What is
+/// neither leaves the picture that was found before.
+void takeArtwork(const PropertyValue& value, std::optional<util::Data>& artwork) {
+    const auto* dictionary = value.dictionary();
+    const PropertyValue* found = dictionary == nullptr ? &value : util::find(*dictionary, "data");
+    if (found == nullptr)
+        artwork.reset();
+    else if (const util::Data* data = found->data())
+        artwork = *data;
 }
 
 std::uint32_t milliseconds(double seconds) {
@@ -187,7 +189,7 @@ AssetValues QLAssetHelper::getValuesFromAV(const std::string& path, MediaFramewo
         for (const MetadataItem& item : format.items) {
             if (!item.value) continue;
             if (item.commonKey == "artwork") {
-                if (const util::Data* image = imageOf(*item.value)) asset.artworkData = *image;
+                takeArtwork(*item.value, asset.artworkData);
             } else if (!item.commonKey.empty()) {
                 setCommonItem(asset.values, item);
             } else if (item.keySpace == "itsk") {

@@ -12,9 +12,9 @@ std::shared_ptr<QLDirectoryWatcher> QLDirectoryWatcher::directoryWatcherAtPath(c
                                                                                Platform& platform) {
     if (!path) return nullptr;
     std::shared_ptr<QLDirectoryWatcher> watcher(new QLDirectoryWatcher(platform));
-    if (!watcher->startMonitoringDirectory(*path)) return nullptr;
+    // Before an event can ask for it, on whatever thread.
     watcher->setWatchedPath(*path);
-    return watcher;
+    return watcher->startWatching() ? watcher : nullptr;
 }
 
 QLDirectoryWatcher::~QLDirectoryWatcher() {

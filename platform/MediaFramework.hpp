@@ -16,8 +16,11 @@ struct MetadataItem {
     std::optional<std::uint32_t> key;  ///< the numeric key, a four-character code with its first character on top
     std::optional<util::PropertyValue> value;
 
-    /// -stringValue  The value as text: text itself, a whole number in decimal; nullopt otherwise.
-    std::optional<std::string> stringValue() const { return value ? value->stringValue() : std::nullopt; }
+    std::optional<std::string> text = std::nullopt;  ///< the framework's own text for the value, where it has one
+
+    /// -stringValue  The framework's text; else the value as text: text itself, a whole number in decimal; else
+    /// nullopt.
+    std::optional<std::string> stringValue() const { return text || !value ? text : value->stringValue(); }
 };
 
 /// The items that an asset carries in one format, in the file's order.

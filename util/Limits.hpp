@@ -4,7 +4,7 @@
 
 namespace quillet::util {
 
-/// The longest name of a directory entry, in bytes (NAME_MAX of Linux; no file system of the device allows more).
+/// The longest name of a directory entry, in bytes (NAME_MAX of Linux; the device allows 255 UTF-16 units).
 inline constexpr std::size_t kLongestFileName = 255;
 
 /// The largest file that is read into memory whole, in bytes. Import databases and cover images are far below it.

@@ -31,12 +31,9 @@ std::optional<std::uint32_t> keyOf(id key) {
 }
 
 MetadataItem itemOf(id<AVMetadataItemObject> item) {
-    MetadataItem result{textOf([item commonKey]), textOf([item keySpace]), keyOf([item key]), valueOf([item value])};
-    // The year of a moment is read from the framework's text for it.
-    if (result.value && result.value->date() != nullptr) {
-        if (NSString* text = [item stringValue]) result.value = textOf(text);
-    }
-    return result;
+    NSString* const text = [item stringValue];
+    return {textOf([item commonKey]), textOf([item keySpace]), keyOf([item key]), valueOf([item value]),
+            text == nil ? std::nullopt : std::optional(textOf(text))};
 }
 
 double durationOf(id<AVURLAssetObject> asset) {

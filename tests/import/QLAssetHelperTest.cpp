@@ -95,6 +95,9 @@ TEST(QLAssetHelperTest, TheLastArtworkThatIsDataWins) {
          {"second", {common("artwork", "no image"), common("artwork", PropertyDictionary{{"data", "no image"}})}}},
         0};
     EXPECT_EQ(QLAssetHelper::getValuesFromAV("x", media).artworkData, cover(2));
+    // The last one counts, even where it has no image.
+    media.asset->formats.push_back({"third", {common("artwork", PropertyDictionary{{"identifier", "x"}})}});
+    EXPECT_EQ(QLAssetHelper::getValuesFromAV("x", media).artworkData, std::nullopt);
 }
 
 TEST(QLAssetHelperTest, MillisecondsAreCutThroughSinglePrecision) {

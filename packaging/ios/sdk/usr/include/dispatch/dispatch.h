@@ -25,7 +25,6 @@ extern const struct dispatch_source_type_s _dispatch_source_type_vnode;
 
 dispatch_queue_t dispatch_get_global_queue(long priority, unsigned long flags);
 dispatch_queue_t dispatch_get_current_queue(void);
-dispatch_queue_t dispatch_get_current_queue(void);
 void dispatch_async(dispatch_queue_t queue, dispatch_block_t block);
 void dispatch_after(dispatch_time_t when, dispatch_queue_t queue, dispatch_block_t block);
 dispatch_time_t dispatch_time(dispatch_time_t base, int64_t nanoseconds);
