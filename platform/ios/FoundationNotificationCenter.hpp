@@ -10,6 +10,7 @@
 namespace quillet {
 
 /// The process's default NSNotificationCenter. An object stands there for each token that is observed or posted.
+/// Handlers of one name and object run in the center's order, which is not always that in which they were added.
 class FoundationNotificationCenter : public NotificationCenter {
   public:
     FoundationNotificationCenter() = default;

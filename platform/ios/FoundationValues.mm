@@ -1,5 +1,6 @@
 #include "platform/ios/FoundationValues.h"
 
+#include <bit>
 #include <utility>
 #include <vector>
 
@@ -19,9 +20,12 @@ std::string textOf(NSString* string) {
 }
 
 NSString* stringOf(std::string_view utf8) {
-    const std::string text = util::isUTF8(utf8) ? std::string() : util::decodeUTF8(util::bytesOf(utf8));
-    if (!text.empty()) utf8 = text;
-    return [[[NSString alloc] initWithBytes:utf8.data() length:utf8.size() encoding:NSUTF8StringEncoding] autorelease];
+    // Not from UTF-8, which would have to be well-formed.
+    constexpr auto kOrder =
+        std::endian::native == std::endian::little ? util::ByteOrder::littleEndian : util::ByteOrder::bigEndian;
+    const std::string units = util::encodeUTF16(utf8, kOrder);
+    return [NSString stringWithCharacters:reinterpret_cast<const unichar*>(units.data())
+                                   length:units.size() / sizeof(unichar)];
 }
 
 namespace {

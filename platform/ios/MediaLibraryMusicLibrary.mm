@@ -63,7 +63,8 @@ void fill(id<MLTrackImportObject> trackImport, const TrackImport& track) {
         [trackImport setValue:objectOf(value) forEntityProperty:stringOf(property)];
 }
 
-void import(const ImportClasses& classes, const TrackImport& track, const std::shared_ptr<PendingImport>& pending) {
+/// `pending` is by value, since a block keeps of a reference no more than that.
+void import(const ImportClasses& classes, const TrackImport& track, std::shared_ptr<PendingImport> pending) {
     id library = [(id<ML3MusicLibraryClass>)classes.library sharedLibrary];
     id<ML3TrackImporterObject> importer = [[classes.importer alloc] initWithMusicLibrary:library];
     fill(pending->trackImport(), track);
