@@ -22,7 +22,9 @@ target_compile_options(quillet_objc_flags INTERFACE
 if(NOT APPLE)
   target_compile_options(quillet_objc_flags INTERFACE
     "$<$<COMPILE_LANGUAGE:OBJCXX>:-fobjc-runtime=gcc;-D_NATIVE_OBJC_EXCEPTIONS;-fconstant-string-class=NSConstantString>"
-    "SHELL:-idirafter ${OBJC_INCLUDES}")
+    "SHELL:-idirafter ${OBJC_INCLUDES}"
+    # Without C++'s exceptions, clang leaves @try out for this runtime alone.
+    "$<$<COMPILE_LANGUAGE:OBJCXX>:SHELL:-Xclang -fexceptions>")
   # What stands in for the platform's own headers; GNUstep's are taken as they are.
   target_include_directories(quillet_objc_flags INTERFACE ${PROJECT_SOURCE_DIR}/tests/rig/include)
   target_include_directories(quillet_objc_flags SYSTEM INTERFACE ${GNUSTEP_INCLUDES})
