@@ -1,5 +1,5 @@
-# Cross-compiles on Debian for iOS 7.0 on arm64, against the SDK in this folder. CMake is told Darwin, the system below, and
-# says APPLE where the sources say __APPLE__; under the name iOS it takes nothing but the vendor's own SDK.
+# Cross-compiles on Debian for iOS 7.0 on arm64, against the SDK in this folder. CMake is told Darwin, the system below,
+# and says APPLE where the sources say __APPLE__; under the name iOS it takes nothing but the vendor's own SDK.
 
 set(CMAKE_SYSTEM_NAME Darwin)
 set(CMAKE_SYSTEM_PROCESSOR arm64)

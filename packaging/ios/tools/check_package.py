@@ -1,4 +1,4 @@
-"""check_package.py PACKAGE LIBRARY FILTER VERSION: fails unless the package installs these two files and does nothing else."""
+"""check_package.py PACKAGE LIBRARY FILTER VERSION: fails unless the package installs these files and no more."""
 
 import io
 import pathlib
@@ -41,7 +41,8 @@ def complaints(package, library, filter_list, version):
 
 def main():
     package, library, filter_list, version = sys.argv[1:]
-    found = list(complaints(package, pathlib.Path(library).read_bytes(), pathlib.Path(filter_list).read_bytes(), version))
+    contents = (pathlib.Path(path).read_bytes() for path in (library, filter_list))
+    found = list(complaints(package, *contents, version))
     for line in found:
         print(line)
     sys.exit(1 if found else 0)

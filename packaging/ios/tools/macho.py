@@ -80,7 +80,7 @@ class Image:
         yield from (self.fields(kind, "<2I") for kind in (FUNCTION_STARTS, DATA_IN_CODE, CODE_SIGNATURE))
 
     def imports(self):
-        """What the loader looks up, at once and later; weak symbols, which it would look up everywhere, as library None."""
+        """What the loader looks up, at once and later; weak symbols, which it would look up in every image, of None."""
         info = self.fields(DYLD_INFO_ONLY, "<10I")
         for at, size, weak in ((info[2], info[3], False), (info[6], info[7], False), (info[4], info[5], True)):
             for binding in fixups.bindings(self.data[at:at + size]):

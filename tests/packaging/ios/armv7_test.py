@@ -1,4 +1,4 @@
-"""armv7_test.py ROOT BUILD: every source of the library must be compiled to two Mach-O objects, for arm64 and for armv7."""
+"""armv7_test.py ROOT BUILD: every source of the library must be compiled to Mach-O objects for arm64 and armv7."""
 
 import collections
 import json

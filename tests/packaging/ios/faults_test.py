@@ -1,4 +1,4 @@
-"""faults_test.py LIBRARY SDK FILTER PACKAGE VERSION: a good library and package, then each with one fault that must be named."""
+"""faults_test.py LIBRARY SDK FILTER PACKAGE VERSION: both as they are, then with one fault that must be named."""
 
 import pathlib
 import struct
@@ -68,7 +68,7 @@ FAULTS = [
     ("data that begins late", segment(1, "<Q", 24, IMAGE.segments[1].address + 0x4000), "se", "__DATA is misplaced"),
     ("constants of their own", segment(1, "<16s", 8, b"__DATA_CONST"), "segments", "others"),
     ("a section beside its bytes", section("__const", "<I", 48, 0), "sections", "__const has other bytes"),
-    ("a section between words", section("__cstring", "<I", 52, 13), "sections", "__cstring is misplaced"),
+    ("a section that is not aligned", section("__cstring", "<I", 52, 13), "sections", "__cstring is misplaced"),
     ("small method lists", section("__cstring", "<16s", 0, b"__objc_methlist"), "sections", "__objc_methlist is not"),
     ("thread variables", section("__bss", "<I", 64, 0x12), "sections", "__bss"),
     ("an initialiser as well", section("__data", "<I", 64, 0x9), "initialisers", "instead of one"),
@@ -94,7 +94,7 @@ UNSIGNED_FAULTS = [
 PACKAGE_FAULTS = [
     ("another file", "touch Library/other", "installs: ./Library/other"),
     ("a missing filter", "rm Library/*/*/*.plist", "QuilletCompat.plist is missing"),
-    ("another library", "echo >>Library/MobileSubstrate/DynamicLibraries/QuilletCompat.dylib", "QuilletCompat.dylib is"),
+    ("another library", "echo >>$(echo Library/*/*/*.dylib)", "QuilletCompat.dylib is"),
     ("a library that anyone writes", "chmod 777 Library/*/*/*.dylib", "QuilletCompat.dylib is"),
     ("a script", "printf '#!/bin/sh\\n' >DEBIAN/postinst; chmod 755 DEBIAN/postinst", "control: holds"),
     ("another version", "sed -i 's/^Version.*/Version: 9/' DEBIAN/control", "Version is 9"),
@@ -124,12 +124,10 @@ class Library(unittest.TestCase):
                 self.assertEqual(len(found), 1, found)
                 self.assertIn(words, found[0])
 
-    def test_the_device_has_what_is_asked_and_is_asked_for_all(self):
+    def test_the_device_has_what_is_asked(self):
         system = "/usr/lib/libSystem.B.dylib"
         without = DEVICE | {system: DEVICE[system] - {"_memcpy"}}
         self.assertEqual(complaints(GOOD, without), [f"imports: _memcpy is not in {system}"])
-        more = DEVICE | {system: DEVICE[system] | {"_system"}}
-        self.assertEqual(complaints(GOOD, more), ["imports: the SDK lists _system, which nothing asks for"])
 
     def test_nothing_of_the_devices_cxx_library_is_asked_for(self):
         data = signature.signed(renamed(b"__ZSt7nothrow\0", b"__ZSt7nothroz\0"), "com.quillet.compat")
@@ -145,7 +143,8 @@ class Library(unittest.TestCase):
     def test_what_is_cut_or_too_large_is_refused(self):
         for length in range(0, len(GOOD), 4093):
             self.assertTrue(complaints(GOOD[:length]), length)
-        self.assertIn(f"size: {check_library.SIZE_LIMIT + 1} bytes", complaints(GOOD.ljust(check_library.SIZE_LIMIT + 1)))
+        length = check_library.SIZE_LIMIT + 1
+        self.assertIn(f"size: {length} bytes", complaints(GOOD.ljust(length)))
 
 
 class Package(unittest.TestCase):
@@ -154,8 +153,9 @@ class Package(unittest.TestCase):
             stage, package = f"{folder}/stage", f"{folder}/quillet.deb"
             subprocess.run(["dpkg-deb", "-R", PACKAGE, stage], check=True)
             subprocess.run(change, shell=True, cwd=stage, check=True)
-            subprocess.run(["dpkg-deb", *(options or ("-Zgzip", "--uniform-compression")), "--root-owner-group", "-b", stage,
-                            package], check=True, stdout=subprocess.DEVNULL)
+            options = options or ("-Zgzip", "--uniform-compression")
+            subprocess.run(["dpkg-deb", *options, "--root-owner-group", "-b", stage, package], check=True,
+                           stdout=subprocess.DEVNULL)
             return list(check_package.complaints(package, GOOD, HOSTS, VERSION))
 
     def test_the_good_one_passes(self):

@@ -1,5 +1,5 @@
-"""reproducible_test.py ROOT PACKAGE: builds the package anew from a copy in another folder; it must be the same, byte by
-byte. $SOURCE_DATE_EPOCH is that of PACKAGE."""
+"""reproducible_test.py ROOT PACKAGE: builds the package anew from a copy of the sources in another folder; it must be
+the same, byte by byte. $SOURCE_DATE_EPOCH is that of PACKAGE."""
 
 import filecmp
 import pathlib
@@ -19,7 +19,8 @@ def main():
             copy(root / name, pathlib.Path(folder, name))
         for command in (["--preset", "ios", "-DQUILLET_TESTS=OFF"],
                         ["--build", "--preset", "ios", "--target", "device_package", "--parallel", "2"]):
-            done = subprocess.run(["cmake", *command], cwd=folder, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+            done = subprocess.run(["cmake", *command], cwd=folder, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                                  text=True)
             if done.returncode != 0:
                 sys.exit(done.stdout)
         again = pathlib.Path(folder, "build/ios/packaging/ios", package.name)

@@ -6,4 +6,3 @@ struct timespec {
     time_t tv_sec;
     long tv_nsec;
 };
-
