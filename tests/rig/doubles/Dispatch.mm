@@ -110,6 +110,12 @@ void misuse(const char* what) {
 
 }  // namespace rig
 
+/// GNUstep and the object runtime never free their tables, which the sanitizer of a build that has one takes for leaks.
+extern "C" const char* __asan_default_options();
+const char* __asan_default_options() {
+    return "detect_leaks=0";
+}
+
 dispatch_queue_t dispatch_get_global_queue(long priority, unsigned long flags) {
     if (priority != DISPATCH_QUEUE_PRIORITY_DEFAULT || flags != 0) rig::misuse("a global queue of another priority");
     return &rig::Global::global().queue;
