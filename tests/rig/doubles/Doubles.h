@@ -14,8 +14,9 @@
 ///                         center and the library.
 ///   QUILLET_RIG_RECORD    the file that rigRecord appends to; nothing is recorded without it
 ///   QUILLET_RIG_IMPORTER  "later": ML3TrackImporter completes on another thread, some time after its call has
-///                         returned; "refuse": it takes no track; "raise": it raises. Else it completes inside the
-///                         call. It never takes a track before importation is enabled, or whose file is not there.
+///                         returned; "refuse": it takes no track; "raise": it raises; "twice": it completes a second
+///                         time. Else it completes inside the call. It never takes a track before importation is
+///                         enabled, or whose file is not there.
 ///
 /// ROOT/rig/library.plist is {"next": the identifier that the next track gets, above 2^63; "tracks": {identifier in
 /// decimal: {"assetFilePath", "mediaType", "shouldAddToPurchasedPlaylist", "artworkData", "values"}}}. It may be
@@ -58,3 +59,4 @@ void rigForget(int descriptor);
 ///   import complete STATUS IDENTIFIER       the completion block has returned
 ///   import freed PATH                       the last owner released the MLTrackImport
 ///   importer freed
+///   asset PATH                              +URLAssetWithURL:options:

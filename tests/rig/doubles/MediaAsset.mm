@@ -5,6 +5,8 @@
 #include <cmath>
 #include <cstdlib>
 
+#import "tests/rig/doubles/Doubles.h"
+
 namespace {
 
 constexpr uint32_t kValid = 1;
@@ -65,6 +67,7 @@ double CMTimeGetSeconds(CMTime time) {
 
 @implementation AVURLAsset
 + (id)URLAssetWithURL:(NSURL*)url options:(NSDictionary*)options {
+    rigRecord([NSString stringWithFormat:@"asset %@", rigDescription([url path])]);
     AVURLAsset* asset = [[[self alloc] init] autorelease];
     if (options == nil) asset->_description = [descriptionOf(url) retain];
     return asset;

@@ -181,8 +181,9 @@ TEST_F(FoundationNotificationCenterTest, CallsThoseWhoAskedUntilTheyAreRemoved) 
         center.post("name", &center);
         EXPECT_EQ(called(), "z");
     }
-    FoundationNotificationCenter().post("name", &first);
-    EXPECT_EQ(calls, "");
+    const auto kept = std::make_shared<int>();
+    FoundationNotificationCenter().addObserver(&first, "name", nullptr, [kept] { FAIL() << "called after the end"; });
+    EXPECT_EQ(kept.use_count(), 1) << "a handler has outlived its center";
 }
 
 }  // namespace

@@ -86,7 +86,9 @@ TEST_F(AVMediaFrameworkTest, OpensNothingButAKnownRegularFile) {
     EXPECT_FALSE(media.assetAtPath(folder / "missing.m4a"));
     EXPECT_FALSE(media.assetAtPath(folder.path()));
     ASSERT_EQ(mkfifo((folder / "pipe.m4a").c_str(), 0600), 0);
+    (void)recorded();
     EXPECT_FALSE(media.assetAtPath(folder / "pipe.m4a"));
+    EXPECT_TRUE(recorded().empty()) << "something that is no file was opened";
     const auto known = describe("audio", {{"duration", 1.0}});
     EXPECT_TRUE(media.assetAtPath(known));
     std::filesystem::create_symlink(known, folder / "link.m4a");

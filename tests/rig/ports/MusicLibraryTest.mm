@@ -83,8 +83,9 @@ TEST_F(MediaLibraryMusicLibraryTest, AnswersOnceHoweverTheLibraryDoes) {
     const struct {
         const char* manner;
         bool enabled, imported, later;
-    } cases[] = {{"", true, true, false},       {"later", true, true, true}, {"refuse", true, false, false},
-                 {"raise", true, false, false}, {"", false, false, false},   {"later", false, false, true}};
+    } cases[] = {{"", true, true, false},      {"later", true, true, true},   {"refuse", true, false, false},
+                 {"twice", true, true, false}, {"raise", true, false, false}, {"", false, false, false},
+                 {"later", false, false, true}};
     std::vector<std::uint64_t> present;
     for (const auto& [manner, enabled, imported, later] : cases) {
         SCOPED_TRACE(manner + std::string(enabled ? "" : ", not enabled"));

@@ -118,7 +118,7 @@ TEST_F(FoundationValues, LeaveOutWhatIsNoPropertyAndNeverChangeAfterwards) {
     EXPECT_EQ(dictionaryOf(@{@"a" : [NSNull null], @2 : @"b", @"c" : @3}), (PropertyDictionary{{"c", 3}}));
     NSMutableData* data = [NSMutableData dataWithBytes:"ab" length:2];
     const auto value = valueOf(data);
-    [data setLength:0];
+    [data replaceBytesInRange:NSMakeRange(0, 2) withBytes:"xy"];
     EXPECT_EQ(value, PropertyValue(util::Data::copyOf(util::bytesOf("ab"))));
 }
 
