@@ -3,6 +3,7 @@
 #include <cstdarg>
 
 #import "host/HostObjects.h"
+#import "platform/ios/SystemClasses.h"
 
 namespace quillet::host {
 

@@ -39,7 +39,4 @@ namespace quillet::host {
 /// that holds an object.
 id objectVariable(id object, const char* name);
 
-/// `object` where it answers `selector`, and otherwise nil, which takes every message.
-id answering(id object, SEL selector);
-
 }  // namespace quillet::host

@@ -16,8 +16,4 @@ id objectVariable(id object, const char* name) {
     return value;
 }
 
-id answering(id object, SEL selector) {
-    return [object respondsToSelector:selector] ? object : nil;
-}
-
 }  // namespace quillet::host

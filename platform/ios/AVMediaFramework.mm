@@ -49,9 +49,9 @@ double durationOf(id<AVURLAssetObject> asset) {
 std::optional<MediaAsset> AVMediaFramework::assetAtPath(const std::string& path) {
     if (!isRegularFile(path)) return std::nullopt;
     @autoreleasepool {
-        id<AVURLAssetObject> asset = [(id<AVURLAssetClass>)classNamed("AVURLAsset", kAVFoundation)
-            URLAssetWithURL:[NSURL fileURLWithPath:stringOf(path)]
-                    options:nil];
+        const id assetClass = answering(classNamed("AVURLAsset", kAVFoundation), @selector(URLAssetWithURL:options:));
+        id<AVURLAssetObject> asset =
+            [(id<AVURLAssetClass>)assetClass URLAssetWithURL:[NSURL fileURLWithPath:stringOf(path)] options:nil];
         if (asset == nil) return std::nullopt;
         MediaAsset result;
         for (NSString* name in [asset availableMetadataFormats]) {

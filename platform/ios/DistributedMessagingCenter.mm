@@ -48,24 +48,28 @@ DistributedMessagingCenter::DistributedMessagingCenter(id center) : center_([cen
 
 DistributedMessagingCenter::~DistributedMessagingCenter() {
     for (const auto& [name, handler] : handlers_) {
-        [(CenterObject)center_ unregisterForMessageName:stringOf(name)];
+        [(CenterObject)answering(center_, @selector(unregisterForMessageName:))
+            unregisterForMessageName:stringOf(name)];
         [handler release];
     }
     [center_ release];
 }
 
 bool DistributedMessagingCenter::sendMessageName(const std::string& name, const util::PropertyDictionary* userInfo) {
-    return [(CenterObject)center_ sendMessageName:stringOf(name) userInfo:userInfoOf(userInfo)];
+    return [(CenterObject)answering(center_, @selector(sendMessageName:
+                                                              userInfo:)) sendMessageName:stringOf(name)
+                                                                                 userInfo:userInfoOf(userInfo)];
 }
 
 std::optional<util::PropertyDictionary> DistributedMessagingCenter::sendMessageAndReceiveReplyName(
     const std::string& name, const util::PropertyDictionary* userInfo) {
-    return dictionaryOf([(CenterObject)center_ sendMessageAndReceiveReplyName:stringOf(name)
-                                                                     userInfo:userInfoOf(userInfo)]);
+    return dictionaryOf([(CenterObject)answering(center_, @selector(sendMessageAndReceiveReplyName:userInfo:))
+        sendMessageAndReceiveReplyName:stringOf(name)
+                              userInfo:userInfoOf(userInfo)]);
 }
 
 bool DistributedMessagingCenter::runServerOnCurrentThread() {
-    [(CenterObject)center_ runServerOnCurrentThread];
+    [(CenterObject)answering(center_, @selector(runServerOnCurrentThread)) runServerOnCurrentThread];
     return true;  // the class does not tell
 }
 
@@ -76,13 +80,16 @@ void DistributedMessagingCenter::registerForMessageName(const std::string& name,
 }
 
 void DistributedMessagingCenter::registerForMessageName(const std::string& name, id target, SEL selector) {
-    [(CenterObject)center_ registerForMessageName:stringOf(name) target:target selector:selector];
+    [(CenterObject)answering(center_, @selector(registerForMessageName:
+                                                                target:selector:)) registerForMessageName:stringOf(name)
+                                                                                                   target:target
+                                                                                                 selector:selector];
     // Not before: the center does not keep its targets.
     if (const auto replaced = handlers_.extract(name)) [replaced.mapped() release];
 }
 
 void DistributedMessagingCenter::stopServer() {
-    [(CenterObject)center_ stopServer];
+    [(CenterObject)answering(center_, @selector(stopServer)) stopServer];
 }
 
 std::shared_ptr<MessagingCenter> DistributedMessagingCenters::centerNamed(std::string_view name) {
@@ -93,8 +100,8 @@ std::shared_ptr<DistributedMessagingCenter> DistributedMessagingCenters::distrib
     auto& known = centers_[std::string(name)];
     auto center = known.lock();
     if (center) return center;
-    id object = [(id<CPDistributedMessagingCenterClass>)classNamed("CPDistributedMessagingCenter", kAppSupport)
-        centerNamed:stringOf(name)];
+    id object = [(id<CPDistributedMessagingCenterClass>)answering(
+        classNamed("CPDistributedMessagingCenter", kAppSupport), @selector(centerNamed:)) centerNamed:stringOf(name)];
     if (object != nil) known = center = std::make_shared<DistributedMessagingCenter>(object);
     return center;
 }

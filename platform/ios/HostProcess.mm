@@ -6,11 +6,11 @@
 namespace quillet {
 
 id currentDevice() {
-    return [(id<UIDeviceClass>)classNamed("UIDevice", kUIKit) currentDevice];
+    return [(id<UIDeviceClass>)answering(classNamed("UIDevice", kUIKit), @selector(currentDevice)) currentDevice];
 }
 
 NSString* systemVersion() {
-    return [(id<UIDeviceObject>)currentDevice() systemVersion];
+    return [(id<UIDeviceObject>)answering(currentDevice(), @selector(systemVersion)) systemVersion];
 }
 
 NSString* hostBundleIdentifier() {

@@ -31,12 +31,13 @@ struct ImportClasses {
 /// One track between the call and the library's answer, whichever thread that comes on.
 class PendingImport {
   public:
-    PendingImport(id<MLTrackImportObject> trackImport, MusicLibrary::Completion completion)
-        : trackImport_(trackImport), completion_(std::move(completion)) {}
+    explicit PendingImport(MusicLibrary::Completion completion) : completion_(std::move(completion)) {}
     ~PendingImport() { [trackImport_ release]; }
     PendingImport(const PendingImport&) = delete;
     PendingImport& operator=(const PendingImport&) = delete;
 
+    /// The caller's count of it becomes ours.
+    void takeTrackImport(id<MLTrackImportObject> trackImport) { trackImport_ = trackImport; }
     id<MLTrackImportObject> trackImport() const { return trackImport_; }
 
     /// Only the first answer counts.
@@ -50,7 +51,7 @@ class PendingImport {
     }
 
   private:
-    id<MLTrackImportObject> trackImport_;
+    id<MLTrackImportObject> trackImport_ = nil;
     MusicLibrary::Completion completion_;
 };
 
@@ -66,34 +67,38 @@ void fill(id<MLTrackImportObject> trackImport, const TrackImport& track) {
 /// `pending` is by value, since a block keeps of a reference no more than that.
 void import(const ImportClasses& classes, const TrackImport& track, std::shared_ptr<PendingImport> pending) {
     id library = [(id<ML3MusicLibraryClass>)classes.library sharedLibrary];
-    id<ML3TrackImporterObject> importer = [[classes.importer alloc] initWithMusicLibrary:library];
+    id<ML3TrackImporterObject> importer = [[[classes.importer alloc] initWithMusicLibrary:library] autorelease];
+    pending->takeTrackImport([[classes.trackImport alloc] init]);
     fill(pending->trackImport(), track);
     QLImportCompletion completion = Block_copy(^(uint32_t status, uint64_t persistentID, void*) {
       @autoreleasepool {
           pending->complete(status, persistentID);
       }
     });
-    [importer importTrack:pending->trackImport() withCompletionBlock:completion];
-    Block_release(completion);
-    [importer release];
+    @try {
+        [importer importTrack:pending->trackImport() withCompletionBlock:completion];
+    } @finally {
+        Block_release(completion);
+    }
     if (importer == nil) pending->complete(kNotImported, 0);
 }
 
 }  // namespace
 
 void MediaLibraryMusicLibrary::setImportationEnabled(bool enabled) {
-    [(id<ML3MusicLibraryClass>)ImportClasses::found().library setImportationEnabled:enabled];
+    const id library = answering(ImportClasses::found().library, @selector(setImportationEnabled:));
+    [(id<ML3MusicLibraryClass>)library setImportationEnabled:enabled];
 }
 
 void MediaLibraryMusicLibrary::importTrack(std::shared_ptr<TrackImport> track, Completion completion) {
     const ImportClasses& classes = ImportClasses::found();
     if (!classes.areThere()) return completion(kNotImported, 0);
     @autoreleasepool {
-        const auto pending = std::make_shared<PendingImport>([[classes.trackImport alloc] init], std::move(completion));
+        const auto pending = std::make_shared<PendingImport>(std::move(completion));
         @try {
             import(classes, *track, pending);
         } @catch (NSException* raised) {
-            // A value that the library will not have costs this track, and not the host.
+            // A value that the library will not have, or a method that it lacks, costs this track and not the host.
             util::log("the music library does not take " + track->assetFilePath + ": " + textOf([raised reason]));
             pending->complete(kNotImported, 0);
         }
@@ -106,7 +111,7 @@ std::optional<std::vector<std::uint64_t>> MediaLibraryMusicLibrary::persistentId
     if (property == nullptr) return std::nullopt;
     @autoreleasepool {
         id<MPMediaQueryObject> query = [[[classNamed("MPMediaQuery", kMediaPlayer) alloc] init] autorelease];
-        NSArray* items = [query items];
+        NSArray* items = [(id<MPMediaQueryObject>)answering(query, @selector(items)) items];
         if (items == nil) return std::nullopt;
         std::vector<std::uint64_t> identifiers;
         identifiers.reserve([items count]);

@@ -8,6 +8,9 @@ namespace quillet {
 /// Every class outside Foundation is found by this, so that one that is missing costs what it does and not the host.
 Class classNamed(const char* name, const char* framework);
 
+/// `object` where it answers `selector`, and otherwise nil, which takes every message.
+id answering(id object, SEL selector);
+
 /// The address of a framework's global or function, found by name as above; null where there is none.
 void* symbolNamed(const char* name, const char* framework);
 

@@ -10,6 +10,10 @@ Class classNamed(const char* name, const char* framework) {
     return dlopen(framework, RTLD_LAZY) == nullptr ? Nil : objc_getClass(name);
 }
 
+id answering(id object, SEL selector) {
+    return [object respondsToSelector:selector] ? object : nil;
+}
+
 void* symbolNamed(const char* name, const char* framework) {
     if (void* found = dlsym(RTLD_DEFAULT, name)) return found;
     return dlopen(framework, RTLD_LAZY) == nullptr ? nullptr : dlsym(RTLD_DEFAULT, name);
