@@ -14,7 +14,7 @@ def without_log(lines):
 class Downloads(Scenario):
     def finish(self, app, name, content=None):
         """Has a download end; the title and the artist that its file then has."""
-        path = self.downloads / name
+        path = self.device.downloads / name
         path.write_bytes(mp3() if content is None else content)
         self.assertEqual(without_log(app.do("finish", name)), [f"transfer finished: {name}", "downloads refreshed"])
         self.assertIn(mp3(), path.read_bytes(), "the audio is whole")
@@ -61,11 +61,11 @@ class Downloads(Scenario):
 
     def test_a_download_that_is_no_mp3_or_not_there_is_refreshed_all_the_same(self):
         app = self.downloader()
-        (self.downloads / "folder").mkdir()
+        (self.device.downloads / "folder").mkdir()
         for name in ("vanished.mp3", "folder", "a/b.mp3", "", ".", "x" * 300):
             with self.subTest(name=name):
                 self.assertEqual(without_log(app.do("finish", name)), [f"transfer finished: {name}", "downloads refreshed"])
-        self.assertEqual(self.files(), ["var/mobile/Media/Downloads/folder"])
+        self.assertEqual(self.device.files(), ["var/mobile/Media/Downloads/folder"])
         self.assertEqual(app.do("finish", None), ["transfer finished: (null)", "downloads refreshed"])
         self.assert_ends(app)
 
@@ -75,7 +75,7 @@ class Downloads(Scenario):
                                   ("DownloadsViewController.sharedInstance", ["transfer finished: A - B.mp3"]),
                                   ("DownloadsViewController.refresh", ["transfer finished: A - B.mp3"])):
             with self.subTest(missing=missing):
-                path = self.downloads / "A - B.mp3"
+                path = self.device.downloads / "A - B.mp3"
                 path.write_bytes(mp3())
                 app = self.downloader(without=missing)
                 self.assertEqual(without_log(app.do("finish", path.name)), recorded)

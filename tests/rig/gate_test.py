@@ -1,7 +1,5 @@
 """What is installed in which app on which system."""
 
-import plistlib
-
 import harness
 from harness import DOWNLOADER, IDENTIFIER_REPLACED, MUSIC, TABLE, Scenario
 
@@ -18,7 +16,7 @@ class Gate(Scenario):
                     self.assertEqual(app.do("version"), [f"systemVersion: {version}"])
                     self.assertEqual(app.do("identifier"), ["uniqueIdentifier: the device's own"])
                     self.assert_ends(app)
-        self.assertEqual(self.files(), ["var/mobile/Media/Downloads"])
+        self.assertEqual(self.device.files(), ["var/mobile/Media/Downloads"])
 
     def test_from_7_on_the_downloader_gets_the_table(self):
         for version in ("7.0", "7.0.4", "7.1", "8.4", "10.0"):
@@ -26,7 +24,7 @@ class Gate(Scenario):
                 app = self.downloader(version=version)
                 self.assertEqual(app.loading, TABLE + [IDENTIFIER_REPLACED])
                 self.assert_ends(app)
-        self.assertEqual(self.files(), ["var/mobile/Media/Downloads"])
+        self.assertEqual(self.device.files(), ["var/mobile/Media/Downloads"])
 
     def test_the_music_app_gets_the_engine_and_the_identifier(self):
         for identifier in (MUSIC, OLD_MUSIC):
@@ -34,9 +32,9 @@ class Gate(Scenario):
                 with self.subTest(identifier=identifier, version=version):
                     app = self.app(identifier, version=version)
                     self.assertEqual(app.loading, ["library setImportationEnabled YES", IDENTIFIER_REPLACED])
-                    for folder in (self.drop, self.music, self.artwork):
+                    for folder in (self.device.drop, self.device.music, self.device.artwork):
                         self.assertEqual(list(folder.iterdir()), [])
-                    self.assertEqual(plistlib.loads(self.database.read_bytes()), {})
+                    self.assertEqual(self.device.records(), {})
                     self.assertEqual(app.do("version"), [f"systemVersion: {version}"])
                     self.assert_ends(app)
 
@@ -48,7 +46,7 @@ class Gate(Scenario):
                 self.assertEqual(app.do("version"), ["systemVersion: 7.0"])
                 self.assertEqual(app.do("offset", "1")[0].split(":")[0], "exception")
                 self.assert_ends(app)
-        self.assertEqual(self.files(), ["var/mobile/Media/Downloads"])
+        self.assertEqual(self.device.files(), ["var/mobile/Media/Downloads"])
 
     def test_without_a_device_nothing_is_installed(self):
         app = self.downloader(without="UIDevice")

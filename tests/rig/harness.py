@@ -3,6 +3,7 @@
 import json
 import os
 import pathlib
+import plistlib
 import re
 import select
 import shutil
@@ -20,6 +21,7 @@ DOWNLOADER = "com.quillet.downloader"
 MUSIC = "com.apple.Music"
 ANSWER = "0123456789abcdef"  # MobileGestalt's
 
+CENTER = "center com.quillet.sync"
 IDENTIFIER_REPLACED = "hook UIDevice uniqueIdentifier"
 TABLE = ["hook SPTransfer connectionDidFinishLoading:",
          "hook DownloadsViewController viewDidLoad",
@@ -39,7 +41,7 @@ class App:
     def __init__(self, device, identifier, version="7.0", answer=ANSWER, without="", old_table=False,
                  importer=None, teller=None):
         self.teller = teller
-        folder = pathlib.Path(tempfile.mkdtemp(suffix=".app", dir=device.parent))
+        folder = pathlib.Path(tempfile.mkdtemp(suffix=".app", dir=device.root.parent))
         program = folder / folder.stem
         shutil.copy(PROGRAM, program)
         (folder / "Resources").mkdir()
@@ -49,7 +51,7 @@ class App:
         self.record = os.open(record, os.O_RDWR)
         self.unread = b""
         self.errors = folder / "errors"
-        environment = {**os.environ, "QUILLET_RIG_LIBRARY": LIBRARY, "QUILLET_RIG_ROOT": str(device),
+        environment = {**os.environ, "QUILLET_RIG_LIBRARY": LIBRARY, "QUILLET_RIG_ROOT": str(device.root),
                        "QUILLET_RIG_RECORD": str(record), "QUILLET_RIG_VERSION": version,
                        "QUILLET_RIG_WITHOUT": without + ("" if old_table else " UITableView.setOffset:"), "HOME": str(folder)}
         environment.pop("QUILLET_RIG_ANSWERER", None)
@@ -135,25 +137,46 @@ def tags_of(path):
     return {key.lower(): value for key, value in tags.items()}
 
 
-class Scenario(unittest.TestCase):
-    """Each has a device of its own, whose absolute paths lie under `device`."""
+class Device:
+    """The folder that a device's absolute paths lie under. Two devices know nothing of each other."""
 
-    maxDiff = None
-
-    def setUp(self):
-        base = pathlib.Path(tempfile.mkdtemp(prefix="quillet-rig-"))
-        self.addCleanup(shutil.rmtree, base)
-        self.device = base / "device"
-        self.downloads = self.device / "var/mobile/Media/Downloads"
+    def __init__(self, base):
+        self.root = base / "device"
+        self.downloads = self.root / "var/mobile/Media/Downloads"
         self.downloads.mkdir(parents=True)
-        media = self.device / "private/var/mobile/Media"
+        media = self.root / "private/var/mobile/Media"
         self.drop = media / "Quillet/Import"
         self.database = media / "Quillet/QuilletDB.plist"
         self.artwork = media / "Quillet/ArtworkCache"
         self.music = media / "iTunes_Control/Music/M00"
+        self.library = self.root / "rig/library.plist"
+        self.assets = self.root / "rig/assets"
 
-    def app(self, identifier=DOWNLOADER, **options):
-        app = App(self.device, identifier, **options)
+    def files(self):
+        """Every file and empty folder."""
+        return sorted(str(path.relative_to(self.root)) for path in self.root.rglob("*")
+                      if not path.is_dir() or not any(path.iterdir()))
+
+    def records(self):
+        """The import database."""
+        return plistlib.loads(self.database.read_bytes())
+
+
+class Scenario(unittest.TestCase):
+    """Each has a device of its own."""
+
+    maxDiff = None
+
+    def setUp(self):
+        self.device = self.new_device()
+
+    def new_device(self):
+        base = pathlib.Path(tempfile.mkdtemp(prefix="quillet-rig-"))
+        self.addCleanup(shutil.rmtree, base)
+        return Device(base)
+
+    def app(self, identifier=DOWNLOADER, device=None, **options):
+        app = App(device or self.device, identifier, **options)
         self.addCleanup(app.clear_away)
         return app
 
@@ -167,11 +190,6 @@ class Scenario(unittest.TestCase):
         """All is told: the apps live, and nothing was recorded that no assertion has seen."""
         for app in apps:
             self.assertEqual(app.end(), [])
-
-    def files(self):
-        """Every file and empty folder of the device."""
-        return sorted(str(path.relative_to(self.device)) for path in self.device.rglob("*")
-                      if not path.is_dir() or not any(path.iterdir()))
 
 
 def main():

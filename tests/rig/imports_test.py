@@ -1,9 +1,8 @@
 """The import screen: what it hands over, and what a message does to it."""
 
 import harness
-from harness import Scenario
+from harness import CENTER, Scenario
 
-CENTER = "center com.quillet.sync"
 SERVED = [f"{CENTER} runServer", f"{CENTER} register QLSyncSuccess", "repeat mode asked", "files emptied"]
 DONE = ["libraryManagerWritingSucceded", "downloads refreshed"]
 
@@ -15,11 +14,11 @@ def listing(names):
 class Imports(Scenario):
     def setUp(self):
         super().setUp()
-        self.drop.mkdir(parents=True)
+        self.device.drop.mkdir(parents=True)
 
     def put(self, *names):
         for name in names:
-            (self.downloads / name).write_text(name)
+            (self.device.downloads / name).write_text(name)
 
     def added(self, *names):
         """The record of these names, each file moved before the next name is added."""
@@ -31,11 +30,11 @@ class Imports(Scenario):
             with self.subTest(names=names):
                 self.put("stays.mp3", *names)
                 self.assertEqual(app.do("import", *names), SERVED + self.added(*names) + [f"files: {listing(names)}"])
-                self.assertEqual({path.name: path.read_text() for path in self.drop.iterdir()},
+                self.assertEqual({path.name: path.read_text() for path in self.device.drop.iterdir()},
                                  {name: name for name in names})
-                self.assertEqual([path.name for path in self.downloads.iterdir()], ["stays.mp3"])
+                self.assertEqual([path.name for path in self.device.downloads.iterdir()], ["stays.mp3"])
                 for name in names:
-                    (self.drop / name).unlink()
+                    (self.device.drop / name).unlink()
         self.assert_ends(app)
 
     def test_an_empty_selection_serves_and_empties(self):
@@ -53,16 +52,16 @@ class Imports(Scenario):
             'file added: ; dropped: ["here.mp3"]',
             'file added: last.mp3; dropped: ["here.mp3"]',
             'files: ["gone.mp3", "here.mp3", "../x", "", "last.mp3"]'])
-        self.assertEqual(sorted(path.name for path in self.drop.iterdir()), ["here.mp3", "last.mp3"])
+        self.assertEqual(sorted(path.name for path in self.device.drop.iterdir()), ["here.mp3", "last.mp3"])
         self.assert_ends(app)
 
     def test_what_lies_in_the_drop_folder_is_not_overwritten(self):
         self.put("one.mp3")
-        (self.drop / "one.mp3").write_text("earlier")
+        (self.device.drop / "one.mp3").write_text("earlier")
         app = self.downloader()
         app.do("import", "one.mp3")
-        self.assertEqual((self.drop / "one.mp3").read_text(), "earlier")
-        self.assertEqual((self.downloads / "one.mp3").read_text(), "one.mp3")
+        self.assertEqual((self.device.drop / "one.mp3").read_text(), "earlier")
+        self.assertEqual((self.device.downloads / "one.mp3").read_text(), "one.mp3")
         self.assert_ends(app)
 
     def test_a_message_does_what_it_says_and_refreshes(self):
@@ -104,7 +103,7 @@ class Imports(Scenario):
                 self.put("one.mp3")
                 app = self.downloader(without=missing)
                 self.assertEqual(app.do("import", "one.mp3"), recorded)
-                (self.drop / "one.mp3").unlink()
+                (self.device.drop / "one.mp3").unlink()
                 heard = [line for line in DONE if not (missing.endswith("Succeded") and line == DONE[0])
                          and not (missing == "DownloadsViewController" and line == DONE[1])]
                 self.assertEqual(app.do("message", "QLSyncSuccess", None), heard + ["reply: (null)"])
