@@ -55,6 +55,16 @@ class PendingImport {
     MusicLibrary::Completion completion_;
 };
 
+/// Owns a copied block, whatever the library raises.
+struct CopiedBlock {
+    QLImportCompletion block;
+
+    explicit CopiedBlock(QLImportCompletion original) : block(Block_copy(original)) {}
+    ~CopiedBlock() { Block_release(block); }
+    CopiedBlock(const CopiedBlock&) = delete;
+    CopiedBlock& operator=(const CopiedBlock&) = delete;
+};
+
 void fill(id<MLTrackImportObject> trackImport, const TrackImport& track) {
     [trackImport setAssetFilePath:stringOf(track.assetFilePath)];
     [trackImport setMediaType:track.mediaType];
@@ -70,16 +80,12 @@ void import(const ImportClasses& classes, const TrackImport& track, std::shared_
     id<ML3TrackImporterObject> importer = [[[classes.importer alloc] initWithMusicLibrary:library] autorelease];
     pending->takeTrackImport([[classes.trackImport alloc] init]);
     fill(pending->trackImport(), track);
-    QLImportCompletion completion = Block_copy(^(uint32_t status, uint64_t persistentID, void*) {
+    const CopiedBlock completion(^(uint32_t status, uint64_t persistentID, void*) {
       @autoreleasepool {
           pending->complete(status, persistentID);
       }
     });
-    @try {
-        [importer importTrack:pending->trackImport() withCompletionBlock:completion];
-    } @finally {
-        Block_release(completion);
-    }
+    [importer importTrack:pending->trackImport() withCompletionBlock:completion.block];
     if (importer == nil) pending->complete(kNotImported, 0);
 }
 
