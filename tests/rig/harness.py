@@ -15,7 +15,7 @@ PROGRAM = os.environ["QUILLET_RIG_APP"]
 LIBRARY = os.environ["QUILLET_RIG_LIBRARY"]
 ANSWERER = os.environ["QUILLET_RIG_ANSWERER"]
 SAMPLES = pathlib.Path(os.environ["QUILLET_SAMPLES"])
-LONGEST = 5  # seconds that anything may take before it counts as hanging
+LONGEST = 60  # seconds that anything may take before it counts as hanging
 
 DOWNLOADER = "com.quillet.downloader"
 MUSIC = "com.apple.Music"
