@@ -43,16 +43,17 @@ class Imports(Scenario):
         self.assert_ends(app)
 
     def test_a_file_that_is_not_there_is_listed_and_not_moved(self):
-        self.put("here.mp3", "last.mp3")
+        self.put("here.mp3", "last.mp3", "../beside.mp3")
         app = self.downloader()
-        self.assertEqual(app.do("import", "gone.mp3", "here.mp3", "../x", "", "last.mp3"), SERVED + [
+        self.assertEqual(app.do("import", "gone.mp3", "here.mp3", "../beside.mp3", "", "last.mp3"), SERVED + [
             "file added: gone.mp3; dropped: []",
             "file added: here.mp3; dropped: []",
-            'file added: ../x; dropped: ["here.mp3"]',
+            'file added: ../beside.mp3; dropped: ["here.mp3"]',
             'file added: ; dropped: ["here.mp3"]',
             'file added: last.mp3; dropped: ["here.mp3"]',
-            'files: ["gone.mp3", "here.mp3", "../x", "", "last.mp3"]'])
+            'files: ["gone.mp3", "here.mp3", "../beside.mp3", "", "last.mp3"]'])
         self.assertEqual(sorted(path.name for path in self.device.drop.iterdir()), ["here.mp3", "last.mp3"])
+        self.assertTrue((self.device.downloads / "../beside.mp3").exists())
         self.assert_ends(app)
 
     def test_what_lies_in_the_drop_folder_is_not_overwritten(self):
@@ -76,6 +77,7 @@ class Imports(Scenario):
     def test_messages_arrive_from_the_import_until_the_screen_goes(self):
         downloader, other = self.downloader(), self.app("com.example.other")
         unheard = [f"{CENTER} send QLSyncSuccess nil -> NO"]
+        self.assertEqual(downloader.do("disappear"), ["import screen disappeared", f"{CENTER} stopServer"])
         self.assertEqual(other.do("send", "QLSyncSuccess", None), unheard)
         for _ in range(2):
             downloader.do("import")

@@ -96,14 +96,16 @@ class Shims(Scenario):
         self.assert_ends(app)
 
     def test_a_cell_without_a_variable_or_an_initialiser_of_its_own_lives(self):
-        for missing, maker in (("TransfersViewCell._progressBar", "transfer's cell"),
-                               ("UIProgressView", "transfer's cell"),
-                               ("UIProgressView.setFrame:", "transfer's cell"),
-                               ("TransfersViewCell.initWithFrame:reuseIdentifier:", "cell")):
+        for missing, maker, bar in (
+                ("TransfersViewCell._progressBar", "transfer's cell", "(null)"),
+                ("UIProgressView", "transfer's cell", "(null)"),
+                ("UIView.setFrame:", "transfer's cell", "(10, 20) 200 x 9"),
+                ("TransfersViewCell.initWithFrame:reuseIdentifier:", "cell", "(null)")):
             with self.subTest(missing=missing):
                 app = self.downloader(without=missing)
                 self.assertEqual(app.loading[:-1], TABLE)
-                self.assertEqual(app.do("cell", "full")[0], f"{maker} made: full")
+                self.assertEqual(app.do("cell", "full"), [f"{maker} made: full",
+                                                          f"cell: (0, 0) 320 x 44, bar: {bar}"])
                 self.assert_ends(app)
 
 
