@@ -11,9 +11,11 @@ import signature
 import stubs
 
 INSTALL_NAME = "/Library/MobileSubstrate/DynamicLibraries/QuilletCompat.dylib"
-HOSTS = {"com.apple.mobileipod", "com.apple.Music", "com.quillet.downloader"}
+IDENTIFIER = "com.quillet.compat"
+HOSTS = ["com.apple.mobileipod", "com.apple.Music", "com.quillet.downloader"]
 SIZE_LIMIT = 400 * 1024
 IOS_7_0 = 7 << 16
+ANY_VERSION = 1 << 16  # what the linker writes for a stub that tells of none
 
 NEEDED_COMMANDS = {macho.SEGMENT_64, macho.ID_DYLIB, macho.DYLD_INFO_ONLY, macho.SYMTAB, macho.DYSYMTAB, macho.UUID,
                    macho.VERSION_MIN_IPHONEOS, macho.LOAD_DYLIB, macho.CODE_SIGNATURE}
@@ -26,7 +28,7 @@ NEEDED_FLAGS = 0x85  # all symbols defined, input of the loader, two name spaces
 WEAK_FLAGS = 0x18000  # symbols that the loader would merge with those of other images
 
 READ, WRITE, EXECUTE = 1, 2, 4
-SEGMENTS = [("__TEXT", READ | EXECUTE), ("__DATA", READ | WRITE), ("__LINKEDIT", READ)]
+RIGHTS = {"__TEXT": READ | EXECUTE, "__DATA": READ | WRITE, "__LINKEDIT": READ}
 PAGE = 0x4000
 ZEROFILL, INITIALISERS, LAST_KIND = 0x1, 0x9, 0x10  # later kinds are thread variables and what came after iOS 7
 NEWER_SECTIONS = {"__init_offsets", "__objc_methlist", "__chain_starts"}
@@ -54,15 +56,18 @@ def commands(image):
         yield "commands: is not for iOS 7.0 on"
     if image.install_name() != INSTALL_NAME:
         yield f"commands: is named {image.install_name()}"
+    for command in image.commands:
+        if command.kind == macho.LOAD_DYLIB and image.unpack("<I", command.at + 20) != (ANY_VERSION,):
+            yield f"commands: a library is asked for in version {image.unpack('<I', command.at + 20)[0]:#x}"
 
 
 def layout(image):
-    if [(segment.name, segment.maxprot) for segment in image.segments] != SEGMENTS:
-        yield "segments: others, or other rights"
+    if [segment.name for segment in image.segments] != list(RIGHTS):
+        yield "segments: others"
     address, offset = 0, 0
     for segment in image.segments:
-        if segment.initprot & ~segment.maxprot or segment.initprot & WRITE and segment.initprot & EXECUTE:
-            yield f"segments: {segment.name} has rights {segment.initprot}"
+        if {segment.initprot, segment.maxprot} != {RIGHTS.get(segment.name)}:
+            yield f"segments: {segment.name} has rights {segment.initprot} of {segment.maxprot}"
         if (segment.address, segment.offset) != (address, offset) or segment.filesize > segment.size:
             yield f"segments: {segment.name} is misplaced"
         address, offset = segment.address + segment.size, segment.offset + segment.filesize
@@ -92,13 +97,30 @@ def initialisers(image):
     if [section.size for section in sections] != [8]:
         yield f"initialisers: {sum(section.size for section in sections) // 8} instead of one"
         return
-    code = next(section for section in image.sections if section.name == "__text")
     entry = int.from_bytes(image.content(sections[0]), "little")
-    if not code.address <= entry < code.address + code.size:
+    code = [section for section in image.sections if section.name == "__text"]
+    if entry % 4 or not any(section.address <= entry < section.address + section.size for section in code):
         yield f"initialisers: {entry:#x} is no code"
+    moved = {image.segments[word.segment].address + word.offset for word in image.rebases()}
+    if sections[0].address not in moved:
+        yield "initialisers: the loader does not move the address of the code"
     for section in image.sections:
         if section.name in LOADED_CLASSES:
             yield f"initialisers: {section.name} runs code at load"
+
+
+def words(image):
+    """What the loader changes in the image."""
+    end = max(segment.address + segment.size for segment in image.segments)
+    for word in [*image.rebases(), *image.bindings()]:
+        segment = image.segments[word.segment]
+        if not segment.maxprot & WRITE or word.offset > segment.filesize - 8:
+            yield f"words: {segment.name} has none to change at {word.offset:#x}"
+            return
+    for word in image.rebases():
+        address, = image.unpack("<Q", image.segments[word.segment].offset + word.offset)
+        if address >= end:
+            yield f"words: at {word.offset:#x} stands no address of the image"
 
 
 def exports(image):
@@ -126,10 +148,14 @@ def imports(image, device):
 
 
 def hosts(image, filter_list):
-    bundles = plistlib.loads(filter_list)["Filter"]["Bundles"]
-    if sorted(bundles) != sorted(HOSTS):
-        yield f"filter: lets in {sorted(bundles)}"
-    for host in sorted(HOSTS):
+    try:
+        filter_read = plistlib.loads(filter_list)
+    except Exception as error:  # plistlib raises many kinds for what is no property list
+        yield f"filter: cannot be read ({error})"
+        return
+    if filter_read != {"Filter": {"Bundles": HOSTS}}:
+        yield f"filter: lets in others than {HOSTS}"
+    for host in HOSTS:
         if host.encode() + b"\0" not in image.data:
             yield f"filter: the library does not know {host}"
 
@@ -138,11 +164,12 @@ def complaints(data, device, filter_list):
     """Everything that is wrong with the library's bytes `data`."""
     try:
         image = macho.Image(data)
-        for check in (commands, layout, initialisers, exports, signature.complaints):
+        for check in (commands, layout, words, initialisers, exports):
             yield from check(image)
+        yield from signature.complaints(image, IDENTIFIER)
         yield from imports(image, device)
         yield from hosts(image, filter_list)
-    except (ValueError, IndexError, StopIteration, struct.error) as error:
+    except (ValueError, IndexError, struct.error) as error:
         yield f"image: cannot be read ({error})"
     if len(data) > SIZE_LIMIT:
         yield f"size: {len(data)} bytes"
@@ -150,7 +177,10 @@ def complaints(data, device, filter_list):
 
 def main():
     library, sdk, filter_list = map(pathlib.Path, sys.argv[1:])
-    found = list(complaints(library.read_bytes(), stubs.read(sdk), filter_list.read_bytes()))
+    try:
+        found = list(complaints(library.read_bytes(), stubs.read(sdk), filter_list.read_bytes()))
+    except OSError as error:
+        found = [f"files: {error}"]
     for line in found:
         print(line)
     sys.exit(1 if found else 0)

@@ -5,11 +5,13 @@ import collections
 Binding = collections.namedtuple("Binding", "segment offset ordinal symbol addend")
 Rebase = collections.namedtuple("Rebase", "segment offset")
 WORD = 8  # bytes
+ADDRESSES = (1 << 64) - 1  # beyond these they begin anew: so a stream steps back
+MOST_WORDS = 1 << 16  # of one stream; more than a library of half a megabyte has
 
 
 class _Opcodes:
     def __init__(self, data):
-        self.data, self.at = data, 0
+        self.data, self.at, self.words = data, 0, 0
 
     def __iter__(self):
         """(opcode, immediate) pairs; what follows one is taken by the methods below."""
@@ -25,6 +27,8 @@ class _Opcodes:
             self.at += 1
             value |= (byte & 0x7F) << shift
             shift += 7
+            if value >> 64 or shift > 70:
+                raise ValueError("a number of more than 64 bits")
             if byte < 0x80:
                 return value
 
@@ -38,6 +42,13 @@ class _Opcodes:
         text, self.at = self.data[self.at:end].decode(), end + 1
         return text
 
+    def words_of(self, count):
+        """A range of `count`; ValueError where the stream tells of more words than an image can have."""
+        self.words += count
+        if self.words > MOST_WORDS:
+            raise ValueError(f"more than {MOST_WORDS} words to mend")
+        return range(count)
+
 
 def rebases(data):
     """The words that hold an address inside of the image."""
@@ -47,7 +58,7 @@ def rebases(data):
         if opcode == 0x20:
             segment, offset = immediate, opcodes.uleb()
         elif opcode == 0x30:
-            offset += opcodes.uleb()
+            offset = (offset + opcodes.uleb()) & ADDRESSES
         elif opcode == 0x40:
             offset += immediate * WORD
         elif opcode == 0x50:
@@ -58,11 +69,13 @@ def rebases(data):
             count, step = 1, opcodes.uleb()
         elif opcode == 0x80:
             count, step = opcodes.uleb(), opcodes.uleb()
-        elif opcode not in (0x00, 0x10):
+        elif opcode == 0x00:
+            return
+        elif opcode != 0x10:
             raise ValueError(f"rebase opcode {opcode:#x}")
-        for _ in range(count):
+        for _ in opcodes.words_of(count):
             yield Rebase(segment, offset)
-            offset += WORD + step
+            offset = (offset + WORD + step) & ADDRESSES
 
 
 def bindings(data):
@@ -84,7 +97,7 @@ def bindings(data):
         elif opcode == 0x70:
             segment, offset = immediate, opcodes.uleb()
         elif opcode == 0x80:
-            offset += opcodes.uleb()
+            offset = (offset + opcodes.uleb()) & ADDRESSES
         elif opcode == 0x90:
             count = 1
         elif opcode == 0xA0:
@@ -95,6 +108,6 @@ def bindings(data):
             count, step = opcodes.uleb(), opcodes.uleb()
         elif opcode not in (0x00, 0x50):
             raise ValueError(f"bind opcode {opcode:#x}")
-        for _ in range(count):
+        for _ in opcodes.words_of(count):
             yield Binding(segment, offset, ordinal, symbol, addend)
-            offset = (offset + WORD + step) & 0xFFFFFFFFFFFFFFFF
+            offset = (offset + WORD + step) & ADDRESSES

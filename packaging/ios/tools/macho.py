@@ -79,13 +79,23 @@ class Image:
         yield from zip(info[::2], info[1::2])
         yield from (self.fields(kind, "<2I") for kind in (FUNCTION_STARTS, DATA_IN_CODE, CODE_SIGNATURE))
 
-    def imports(self):
-        """What the loader looks up, at once and later; weak symbols, which it would look up in every image, of None."""
+    def rebases(self):
+        at, size = self.fields(DYLD_INFO_ONLY, "<2I")
+        return fixups.rebases(self.data[at:at + size])
+
+    def bindings(self):
+        """Of now and later, as fixups has them; those of weak symbols, which the loader looks up in every image, have
+        ordinal 0."""
         info = self.fields(DYLD_INFO_ONLY, "<10I")
         for at, size, weak in ((info[2], info[3], False), (info[6], info[7], False), (info[4], info[5], True)):
             for binding in fixups.bindings(self.data[at:at + size]):
-                known = not weak and 0 < binding.ordinal <= len(self.libraries)
-                yield Import(self.libraries[binding.ordinal - 1] if known else None, binding.symbol)
+                yield binding._replace(ordinal=0) if weak else binding
+
+    def imports(self):
+        """What the loader looks up; of library None what it does not look up in one of `libraries`."""
+        for binding in self.bindings():
+            known = 0 < binding.ordinal <= len(self.libraries)
+            yield Import(self.libraries[binding.ordinal - 1] if known else None, binding.symbol)
 
     def _segment(self, at):
         name, address, size, offset, filesize, maxprot, initprot, count, _ = self.unpack("<16s4Q4I", at + 8)

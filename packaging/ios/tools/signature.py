@@ -38,12 +38,16 @@ def superblob(code, identifier):
     return struct.pack(">3I", SUPERBLOB, at + len(content), len(parts)) + index + content
 
 
+def padded(blob):
+    return blob + bytes(-len(blob) % 16)
+
+
 def signed(data, identifier):
     image = macho.Image(data)
     limit, _ = image.fields(macho.CODE_SIGNATURE, "<2I")
     if limit == 0:
         raise ValueError("the linker left no room for a signature")
-    size = (len(superblob(image.data[:limit], identifier)) + 15) & ~15
+    size = len(padded(superblob(image.data[:limit], identifier)))
     # The sizes stand in the first page, so they come before its hash.
     code = bytearray(image.data[:limit])
     struct.pack_into("<I", code, image.command(macho.CODE_SIGNATURE).at + 12, size)
@@ -51,11 +55,11 @@ def signed(data, identifier):
     filesize = limit + size - linkedit.offset
     struct.pack_into("<Q", code, linkedit.at + 32, (filesize + 0x3FFF) & ~0x3FFF)
     struct.pack_into("<Q", code, linkedit.at + 48, filesize)
-    return bytes(code) + superblob(code, identifier).ljust(size, b"\0")
+    return bytes(code) + padded(superblob(code, identifier))
 
 
-def complaints(image):
-    """What a kernel would refuse."""
+def complaints(image, identifier):
+    """What a kernel would refuse; where it would not, that the signature is another than signed() makes."""
     limit, size = image.fields(macho.CODE_SIGNATURE, "<2I")
     blob = image.data[limit:limit + size]
     try:
@@ -75,9 +79,11 @@ def complaints(image):
         yield "signature: the requirements have another hash"
     else:
         hashes = page_hashes(image.data[:limit])
-        for page in range(pages):
-            if directory[hashes_at + 20 * page:hashes_at + 20 * page + 20] != hashes[20 * page:20 * page + 20]:
-                yield f"signature: page {page} has another hash"
+        others = [page for page in range(pages)
+                  if directory[hashes_at + 20 * page:hashes_at + 20 * page + 20] != hashes[20 * page:20 * page + 20]]
+        yield from (f"signature: page {page} has another hash" for page in others)
+        if not others and blob != padded(superblob(image.data[:limit], identifier)):
+            yield "signature: not as it is made here"
 
 
 def main():

@@ -30,6 +30,11 @@ def command(kind, layout, at, *values):
     return put(layout, IMAGE.command(kind).at + at, *values)
 
 
+def library(name, layout, at, *values):
+    commands = [command for command in IMAGE.commands if command.kind == macho.LOAD_DYLIB]
+    return put(layout, commands[IMAGE.libraries.index(name)].at + at, *values)
+
+
 def segment(number, layout, at, *values):
     return put(layout, IMAGE.segments[number].at + at, *values)
 
@@ -52,6 +57,12 @@ def renamed(old, new):
 SYMBOLS = IMAGE.fields(macho.SYMTAB, "<4I")[0]
 MEMCPY = GOOD.index(b"_memcpy\0")
 CODE = named("__text").offset
+ENTRY = named("__mod_init_func").offset
+REBASES = IMAGE.fields(macho.DYLD_INFO_ONLY, "<I")[0]
+BINDINGS = IMAGE.fields(macho.DYLD_INFO_ONLY, "<3I")[2]
+SET_SEGMENT = REBASES + GOOD[REBASES:].index(b"\x21")
+BIND_SEGMENT = BINDINGS + GOOD[BINDINGS:].index(b"\x71")
+MANY = b"\xff\xff\xff\xff\xff\x1f"  # 2^40 and more
 LIMIT = IMAGE.fields(macho.CODE_SIGNATURE, "<2I")[0]
 DIRECTORY = LIMIT + struct.unpack_from(">I", GOOD, LIMIT + 16)[0]
 
@@ -64,8 +75,14 @@ FAULTS = [
     ("another name", renamed(b"ies/QuilletCompat.dylib\0", b"ies/QuilletCompat.so\0\0\0\0"), "commands", "is named"),
     ("for another processor", put("<I", 4, 12), "header", "no dynamic library for arm64"),
     ("symbols that merge", put("<I", 24, IMAGE.header.flags | 0x10000), "header", "flags"),
+    ("another size of commands", put("<I", 20, IMAGE.header.sizeofcmds + 8), "header", "another size of load commands"),
+    ("a library of version 9", library("/usr/lib/libz.1.dylib", "<I", 20, 9 << 16), "commands", "asked for in version 0x9"),
     ("code that can be written", segment(0, "<2I", 56, 7, 7), "segments", "__TEXT has rights 7"),
-    ("data that begins late", segment(1, "<Q", 24, IMAGE.segments[1].address + 0x4000), "se", "__DATA is misplaced"),
+    ("code that cannot be run", segment(0, "<I", 60, 1), "segments", "__TEXT has rights 1 of 5"),
+    ("data that can only be read", segment(1, "<I", 60, 1), "segments", "__DATA has rights 1 of 3"),
+    ("a part of a page", segment(1, "<Q", 48, IMAGE.segments[1].filesize - 8), "se", "__DATA ends within a page"),
+    ("a table in the code", command(macho.FUNCTION_STARTS, "<2I", 8, CODE, 8), "segments", "lies outside __LINKEDIT"),
+    ("data that begins late", segment(1, "<Q", 24, IMAGE.segments[1].address + 0x4000), ("se", "in"), "__DATA is mis"),
     ("constants of their own", segment(1, "<16s", 8, b"__DATA_CONST"), "segments", "others"),
     ("a section beside its bytes", section("__const", "<I", 48, 0), "sections", "__const has other bytes"),
     ("a section that is not aligned", section("__cstring", "<I", 52, 13), "sections", "__cstring is misplaced"),
@@ -74,7 +91,19 @@ FAULTS = [
     ("an initialiser as well", section("__data", "<I", 64, 0x9), "initialisers", "instead of one"),
     ("no initialiser", section("__mod_init_func", "<I", 64, 0), "initialisers", "0 instead of one"),
     ("an initialiser that is data", put("<Q", named("__mod_init_func").offset, 0), "initialisers", "is no code"),
+    ("an initialiser within an instruction", put("<B", ENTRY, GOOD[ENTRY] ^ 1), "initialisers", "is no code"),
+    ("no section of code", section("__text", "<16s", 0, b"__tezt"), "initialisers", "is no code"),
+    ("nothing moved", command(macho.DYLD_INFO_ONLY, "<I", 12, 0), "initialisers", "does not move the address"),
+    ("an end of moving", put("<B", REBASES, 0), "initialisers", "does not move the address"),
+    ("moving by a newer rule", put("<B", REBASES, 0xF0), "image", "rebase opcode 0xf0"),
+    ("moving without end", put("<7s", REBASES, b"\x60" + MANY), "image", "words to mend"),
+    ("binding without end", put("<8s", BINDINGS, b"\xc0" + MANY + b"\0"), "image", "words to mend"),
+    ("a number without end", put("<12s", REBASES, b"\x60" + b"\xff" * 11), "image", "more than 64 bits"),
+    ("moved code", put("<B", SET_SEGMENT, 0x20), ("words", "initialisers"), "__TEXT has none to change"),
+    ("bound code", put("<B", BIND_SEGMENT, 0x70), "words", "__TEXT has none to change"),
+    ("a moved number", put("<Q", named("__la_symbol_ptr").offset, 1 << 40), "words", "no address of the image"),
     ("a class with +load", section("__cstring", "<16s", 0, b"__objc_nlclslist"), "initialisers", "__objc_nlclslist"),
+    ("an export that is looked up", command(macho.DYLD_INFO_ONLY, "<2I", 40, REBASES, 16), "exports", "finds some"),
     ("an export", put("<B", SYMBOLS + 4, 0x0F), ("exports", "imports"), "exports: "),
     ("an import of nothing", renamed(b"_memcpy\0", b"_memcpz\0"), "imports", "_memcpz is not in /usr/lib/libSystem"),
     ("a wide import", put("<B", MEMCPY - 2, 0x3E), "imports", "is looked up in all images"),
@@ -88,6 +117,12 @@ UNSIGNED_FAULTS = [
     ("no signature", put(">I", LIMIT + 8, 0), "there is none"),
     ("by SHA-256", put(">2B", DIRECTORY + 36, 32, 2), "no directory of SHA-1"),
     ("covers less", put(">I", DIRECTORY + 32, LIMIT - 4096), "does not cover"),
+    ("more at the end", GOOD + b"\0", "the file does not end with the last"),
+    ("another version", put(">I", DIRECTORY + 8, 0), "not as it is made"),
+    ("not ad hoc", put(">I", DIRECTORY + 12, 0), "not as it is made"),
+    ("pages of a byte", put("<B", DIRECTORY + 39, 0), "not as it is made"),
+    ("a name elsewhere", put(">I", DIRECTORY + 20, 0x7F7F7F7F), "not as it is made"),
+    ("no length", put(">I", LIMIT + 4, 0), "not as it is made"),
     ("other requirements", put(">I", DIRECTORY + 24, 1), "the requirements have another hash"),
 ]
 
@@ -113,7 +148,7 @@ class Library(unittest.TestCase):
     def test_each_fault_is_named_and_nothing_else(self):
         for name, data, group, words in FAULTS:
             with self.subTest(name):
-                found = complaints(signature.signed(data, "com.quillet.compat"))
+                found = complaints(signature.signed(data, check_library.IDENTIFIER))
                 self.assertTrue(any(words in line for line in found), found)
                 self.assertTrue(all(line.startswith(group) for line in found), found)
 
@@ -130,15 +165,21 @@ class Library(unittest.TestCase):
         self.assertEqual(complaints(GOOD, without), [f"imports: _memcpy is not in {system}"])
 
     def test_nothing_of_the_devices_cxx_library_is_asked_for(self):
-        data = signature.signed(renamed(b"__ZSt7nothrow\0", b"__ZSt7nothroz\0"), "com.quillet.compat")
+        data = signature.signed(renamed(b"__ZSt7nothrow\0", b"__ZSt7nothroz\0"), check_library.IDENTIFIER)
         library = check_library.CXX_LIBRARY
         device = DEVICE | {library: DEVICE[library] - {"__ZSt7nothrow"} | {"__ZSt7nothroz"}}
         self.assertEqual(complaints(data, device), ["imports: __ZSt7nothroz of the device's C++ library"])
 
     def test_the_filter_has_all_hosts_and_no_other(self):
         for hosts in (HOSTS.replace(b"<string>com.apple.Music</string>", b""),
-                      HOSTS.replace(b"</array>", b"<string>com.apple.springboard</string></array>")):
-            self.assertRegex("\n".join(complaints(GOOD, hosts=hosts)), "^filter: lets in")
+                      HOSTS.replace(b"</array>", b"<string>com.apple.springboard</string></array>"),
+                      HOSTS.replace(b"</array>", b"</array><key>Mode</key><string>Any</string>"),
+                      HOSTS.replace(b"</array>", b"<integer>7</integer></array>"),
+                      *(b"<plist>" + text + b"</plist>" for text in (
+                          b"<dict/>", b"<array/>", b"<dict><key>Filter</key><string>Bundles</string></dict>",
+                          b"<dict><key>Filter</key><dict><key>Bundles</key><integer>7</integer></dict></dict>"))):
+            self.assertRegex("\n".join(complaints(GOOD, hosts=hosts)), "^filter: lets in others")
+        self.assertRegex("\n".join(complaints(GOOD, hosts=b"<plist><dict>")), "^filter: cannot be read")
 
     def test_what_is_cut_or_too_large_is_refused(self):
         for length in range(0, len(GOOD), 4093):
