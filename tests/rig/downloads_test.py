@@ -64,7 +64,8 @@ class Downloads(Scenario):
         (self.device.downloads / "folder").mkdir()
         for name in ("vanished.mp3", "folder", "a/b.mp3", "", ".", "x" * 300):
             with self.subTest(name=name):
-                self.assertEqual(without_log(app.do("finish", name)), [f"transfer finished: {name}", "downloads refreshed"])
+                self.assertEqual(without_log(app.do("finish", name)),
+                                 [f"transfer finished: {name}", "downloads refreshed"])
         self.assertEqual(self.device.files(), ["var/mobile/Media/Downloads/folder"])
         self.assertEqual(app.do("finish", None), ["transfer finished: (null)", "downloads refreshed"])
         self.assert_ends(app)

@@ -53,7 +53,8 @@ class App:
         self.errors = folder / "errors"
         environment = {**os.environ, "QUILLET_RIG_LIBRARY": LIBRARY, "QUILLET_RIG_ROOT": str(device.root),
                        "QUILLET_RIG_RECORD": str(record), "QUILLET_RIG_VERSION": version,
-                       "QUILLET_RIG_WITHOUT": without + ("" if old_table else " UITableView.setOffset:"), "HOME": str(folder)}
+                       "QUILLET_RIG_WITHOUT": without + ("" if old_table else " UITableView.setOffset:"),
+                       "HOME": str(folder)}
         environment.pop("QUILLET_RIG_ANSWERER", None)
         if answer is not None:
             environment |= {"QUILLET_RIG_ANSWERER": ANSWERER, "QUILLET_RIG_ANSWER": answer}

@@ -34,7 +34,7 @@ class Library(Scenario):
         os.rename(path, device.drop / name)
 
     def batch(self, app, last):
-        """The record of a batch, which ends with the line `last`, without random names and what a track's values are."""
+        """The record of a batch, up to the line `last`, without random names and a track's values."""
         lines = app.until(re.escape(last).replace("NAME", ".*"))
         lines += app.do("version")[:-1]  # the main loop comes to it when the batch is over
         return [re.sub(r"/\S*/[A-Z0-9]{20}\.", "NAME.", line) for line in lines if not line.startswith("import value ")]

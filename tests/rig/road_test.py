@@ -50,7 +50,7 @@ class Road(Scenario):
         """What was recorded of each file of a batch, by its extension, without the asset's name and its values."""
         files = {}
         for line in lines:
-            found = re.search(r'^(?:asset|import assetFilePath|import track|import freed) "(.*)/([A-Z0-9]{20})\.(\w+)"$', line)
+            found = re.search(r'^(?:asset|import [a-zA-Z]+) "(.*)/([A-Z0-9]{20})\.(\w+)"$', line)
             if found:
                 self.assertEqual(found[1], str(self.device.music))
                 extension = found[3]
