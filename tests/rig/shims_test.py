@@ -74,7 +74,7 @@ class Shims(Scenario):
 
     def test_set_offset_is_logged_and_nothing_else(self):
         app = self.downloader()
-        for value, told in (("3.5", "3.500000"), ("0", "0.000000"), ("-12.25", "-12.250000"), ("1e6", "1000000.000000")):
+        for value, told in (("3.5", "3.500000"), ("-12.25", "-12.250000"), ("1e6", "1000000.000000")):
             with self.subTest(value=value):
                 logged, table = app.do("offset", value)
                 view, frame = table.split("> ")

@@ -13,8 +13,8 @@ namespace quillet::rig {
 bool isLeftOut(std::string_view name);
 
 /// Makes all that are not left out. Each is made of its template, the class of the same name with "Rig" in front, whose
-/// variables are reached by name because they may be left out; its methods do not message super, which in a copied method
-/// leads back to the copy's own class.
+/// variables are reached by name because they may be left out; its methods do not message super, which in a copied
+/// method leads back to the copy's own class.
 void makeAppClasses();
 
 /// What the object variable `name` holds, not retained; nil where there is no such variable.
