@@ -24,8 +24,7 @@ REPEATED_COMMANDS = {macho.SEGMENT_64, macho.LOAD_DYLIB}
 
 # magic, processor, its kind, file type: a 64-bit image for arm64 that is a dynamic library.
 HEADER = (0xFEEDFACF, 0x0100000C, 0, 6)
-NEEDED_FLAGS = 0x85  # all symbols defined, input of the loader, two name spaces
-WEAK_FLAGS = 0x18000  # symbols that the loader would merge with those of other images
+FLAGS = 0x100085  # all symbols defined, input of the loader, two name spaces, passes no library's symbols on
 
 READ, WRITE, EXECUTE = 1, 2, 4
 RIGHTS = {"__TEXT": READ | EXECUTE, "__DATA": READ | WRITE, "__LINKEDIT": READ}
@@ -48,7 +47,7 @@ def commands(image):
             yield f"commands: {kind:#x} stands {kinds.count(kind)} times"
     if image.header[:4] != HEADER:
         yield "header: no dynamic library for arm64"
-    if image.header.flags & NEEDED_FLAGS != NEEDED_FLAGS or image.header.flags & WEAK_FLAGS:
+    if image.header.flags != FLAGS:
         yield f"header: flags {image.header.flags:#x}"
     if sum(command.size for command in image.commands) != image.header.sizeofcmds:
         yield "header: another size of load commands"
@@ -169,7 +168,7 @@ def complaints(data, device, filter_list):
         yield from signature.complaints(image, IDENTIFIER)
         yield from imports(image, device)
         yield from hosts(image, filter_list)
-    except (ValueError, IndexError, struct.error) as error:
+    except (ValueError, IndexError, OverflowError, struct.error) as error:
         yield f"image: cannot be read ({error})"
     if len(data) > SIZE_LIMIT:
         yield f"size: {len(data)} bytes"

@@ -1,5 +1,6 @@
 """check_package.py PACKAGE LIBRARY FILTER VERSION: fails unless the package installs these files and no more."""
 
+import collections
 import io
 import pathlib
 import subprocess
@@ -8,41 +9,82 @@ import tarfile
 
 FOLDERS = [".", "./Library", "./Library/MobileSubstrate", "./Library/MobileSubstrate/DynamicLibraries"]
 FIELDS = {"Package": "quillet", "Architecture": "iphoneos-arm", "Depends": "mobilesubstrate, firmware (>= 7.0)"}
+TEXTS = {"Name", "Description", "Section", "Maintainer", "Author"}  # any, but each is there
+Member = collections.namedtuple("Member", "kind mode owner content")
+ROOT = (0, 0, "root", "root")
+
+
+def output(*command):
+    return subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, check=True).stdout
+
+
+def folder():
+    return Member(tarfile.DIRTYPE, 0o755, ROOT, None)
+
+
+def file(mode, content):
+    return Member(tarfile.REGTYPE, mode, ROOT, content)
 
 
 def members(package, part):
-    """The archive `part` of the package: each member by name, with its mode, owner and content (None for a folder)."""
-    tar = subprocess.run(["dpkg-deb", part, package], stdout=subprocess.PIPE, check=True).stdout
-    with tarfile.open(fileobj=io.BytesIO(tar)) as archive:
-        return {member.name: (oct(member.mode), (member.uid, member.gid),
-                              archive.extractfile(member).read() if member.isfile() else None) for member in archive}
+    """The archive `part` of the package: all members of each name, in the archive's order."""
+    found = collections.defaultdict(list)
+    with tarfile.open(fileobj=io.BytesIO(output("dpkg-deb", part, package))) as archive:
+        for member in archive:
+            content = archive.extractfile(member).read() if member.type == tarfile.REGTYPE else None
+            owner = (member.uid, member.gid, member.uname, member.gname)
+            found[member.name].append(Member(member.type, member.mode, owner, content))
+    return found
 
 
-def complaints(package, library, filter_list, version):
-    root = (0, 0)
-    wanted = {name: ("0o755", root, None) for name in FOLDERS}
-    wanted[f"{FOLDERS[-1]}/QuilletCompat.dylib"] = ("0o755", root, library)
-    wanted[f"{FOLDERS[-1]}/QuilletCompat.plist"] = ("0o644", root, filter_list)
+def installs(package, library, filter_list):
+    wanted = {name: [folder()] for name in FOLDERS}
+    wanted[f"{FOLDERS[-1]}/QuilletCompat.dylib"] = [file(0o755, library)]
+    wanted[f"{FOLDERS[-1]}/QuilletCompat.plist"] = [file(0o644, filter_list)]
     installed = members(package, "--fsys-tarfile")
     for name in sorted(wanted.keys() | installed.keys()):
         if installed.get(name) != wanted.get(name):
             yield f"installs: {name} is missing, another or not wanted"
-    control = members(package, "--ctrl-tarfile")
-    if sorted(control) != [".", "./control"]:
-        yield f"control: holds {sorted(control)}"
-    fields = dict(line.split(": ", 1) for line in control["./control"][2].decode().splitlines() if line[0] != " ")
+
+
+def control(package, version):
+    found = members(package, "--ctrl-tarfile")
+    text = found["./control"][0].content if "./control" in found else None
+    if text is None or found != {".": [folder()], "./control": [file(0o644, text)]}:
+        yield f"control: holds {sorted(found)}, or they are others than wanted"
+        return
+    lines = [line for line in text.decode().splitlines() if not line.startswith(" ")]
+    fields = {name: value for name, _, value in (line.partition(": ") for line in lines)}
     for name, value in (FIELDS | {"Version": version}).items():
         if fields.get(name) != value:
             yield f"control: {name} is {fields.get(name)}"
-    kinds = subprocess.run(["ar", "t", package], stdout=subprocess.PIPE, text=True, check=True).stdout.split()
-    if kinds != ["debian-binary", "control.tar.gz", "data.tar.gz"]:
-        yield f"archive: is made of {kinds}"
+    for name in sorted(TEXTS):
+        if not fields.get(name):
+            yield f"control: {name} is missing"
+    for name in sorted(fields.keys() - FIELDS.keys() - TEXTS - {"Version"}):
+        yield f"control: {name} is not wanted"
+    if len(lines) != len(fields):
+        yield "control: a field stands twice"
+
+
+def complaints(package, library, filter_list, version):
+    try:
+        yield from installs(package, library, filter_list)
+        yield from control(package, version)
+        kinds = output("ar", "t", package).decode().split()
+        if kinds != ["debian-binary", "control.tar.gz", "data.tar.gz"]:
+            yield f"archive: is made of {kinds}"
+    except (subprocess.CalledProcessError, tarfile.TarError, ValueError) as error:
+        yield f"archive: cannot be read ({error})"
 
 
 def main():
     package, library, filter_list, version = sys.argv[1:]
-    contents = (pathlib.Path(path).read_bytes() for path in (library, filter_list))
-    found = list(complaints(package, *contents, version))
+    try:
+        contents = [pathlib.Path(path).read_bytes() for path in (library, filter_list)]
+        found = list(complaints(package, *contents, version))
+    except OSError as error:
+        found = [f"files: {error}"]
     for line in found:
         print(line)
     sys.exit(1 if found else 0)

@@ -79,8 +79,8 @@ def rebases(data):
 
 
 def bindings(data):
-    """The words that are to hold the address of another library's symbol. An ordinal counts the loaded libraries from 1;
-    0 and below are the image itself, the program and the like."""
+    """The words that are to hold the address of another library's symbol. An ordinal counts the loaded libraries from
+    1; 0 and below are the image itself, the program and the like."""
     opcodes, segment, offset, ordinal, symbol, addend = _Opcodes(data), 0, 0, 0, "", 0
     for opcode, immediate in opcodes:
         count, step = 0, 0

@@ -74,12 +74,14 @@ FAULTS = [
     ("for iOS 8", command(macho.VERSION_MIN_IPHONEOS, "<I", 8, 8 << 16), "commands", "not for iOS 7.0 on"),
     ("another name", renamed(b"ies/QuilletCompat.dylib\0", b"ies/QuilletCompat.so\0\0\0\0"), "commands", "is named"),
     ("for another processor", put("<I", 4, 12), "header", "no dynamic library for arm64"),
+    ("one name space", put("<I", 24, IMAGE.header.flags | 0x100), "header", "flags"),
     ("symbols that merge", put("<I", 24, IMAGE.header.flags | 0x10000), "header", "flags"),
     ("another size of commands", put("<I", 20, IMAGE.header.sizeofcmds + 8), "header", "another size of load commands"),
-    ("a library of version 9", library("/usr/lib/libz.1.dylib", "<I", 20, 9 << 16), "commands", "asked for in version 0x9"),
+    ("a later library", library("/usr/lib/libz.1.dylib", "<I", 20, 9 << 16), "commands", "asked for in version 0x9"),
     ("code that can be written", segment(0, "<2I", 56, 7, 7), "segments", "__TEXT has rights 7"),
     ("code that cannot be run", segment(0, "<I", 60, 1), "segments", "__TEXT has rights 1 of 5"),
     ("data that can only be read", segment(1, "<I", 60, 1), "segments", "__DATA has rights 1 of 3"),
+    ("data beyond all files", segment(1, "<Q", 40, 1 << 63), ("se", "image"), "__DATA is misplaced"),
     ("a part of a page", segment(1, "<Q", 48, IMAGE.segments[1].filesize - 8), "se", "__DATA ends within a page"),
     ("a table in the code", command(macho.FUNCTION_STARTS, "<2I", 8, CODE, 8), "segments", "lies outside __LINKEDIT"),
     ("data that begins late", segment(1, "<Q", 24, IMAGE.segments[1].address + 0x4000), ("se", "in"), "__DATA is mis"),
@@ -134,6 +136,27 @@ PACKAGE_FAULTS = [
     ("a script", "printf '#!/bin/sh\\n' >DEBIAN/postinst; chmod 755 DEBIAN/postinst", "control: holds"),
     ("another version", "sed -i 's/^Version.*/Version: 9/' DEBIAN/control", "Version is 9"),
     ("for any system", "sed -i '/^Depends/d' DEBIAN/control", "Depends is None"),
+    ("of nobody", "sed -i '/^Author/d' DEBIAN/control", "Author is missing"),
+    ("in another's place", "echo 'Conflicts: other' >>DEBIAN/control", "Conflicts is not wanted"),
+    ("that stays", "echo 'Essential: yes' >>DEBIAN/control", "Essential is not wanted"),
+    ("a pipe", "cd Library/*/*; rm *.plist; mkfifo -m 644 QuilletCompat.plist", "QuilletCompat.plist is"),
+    ("a link to a file", "ln -sf /etc/passwd Library/*/*/*.plist", "QuilletCompat.plist is"),
+]
+
+# What dpkg-deb would not make: done to the package's parts, with the members of data.tar or control.tar unpacked in d.
+OWN = "--owner=root:0 --group=root:0"
+FILTER_NAME = "./Library/MobileSubstrate/DynamicLibraries/QuilletCompat.plist"
+ARCHIVE_FAULTS = [
+    ("another's files", "data", "tar --owner=other:0 --group=root:0 -cf data.tar -C d .", "installs: ./Library is"),
+    ("a file twice", "data", f"tar {OWN} -rf data.tar -C d {FILTER_NAME}", "QuilletCompat.plist is"),
+    ("a link for a folder", "data", f"mv d/Library d/L; ln -s L d/Library; tar {OWN} -cf data.tar -C d .",
+     "installs: ./Library is"),
+    ("no control file", "control", f"rm d/control; tar {OWN} -cf control.tar -C d .", "control: holds ['.']"),
+    ("no fields", "control", f"echo x >d/control; tar {OWN} -cf control.tar -C d .", "control: Package is None"),
+    ("an empty line", "control", f"echo >>d/control; tar {OWN} -cf control.tar -C d .", "control:  is not wanted"),
+    ("no text", "control", f"printf '\\377' >d/control; tar {OWN} -cf control.tar -C d .", "archive: cannot be read"),
+    ("two names", "control", f"echo Name: x >>d/control; tar {OWN} -cf control.tar -C d .", "a field stands twice"),
+    ("no archive", "data", "echo x >data.tar", "archive: cannot be read"),
 ]
 
 
@@ -208,6 +231,24 @@ class Package(unittest.TestCase):
                 found = self.complaints_after(change)
                 self.assertEqual(len(found), 1, found)
                 self.assertIn(words, found[0])
+
+    def test_each_fault_of_its_archives_is_named(self):
+        for name, part, change, words in ARCHIVE_FAULTS:
+            with self.subTest(name), tempfile.TemporaryDirectory() as folder:
+                unpack = f"ar x {PACKAGE.resolve()}; gunzip {part}.tar.gz; mkdir d; tar -xpf {part}.tar -C d"
+                pack = f"gzip {part}.tar; ar rc quillet.deb debian-binary control.tar.gz data.tar.gz"
+                subprocess.run(["sh", "-ec", f"{unpack}\n{change}\n{pack}"], cwd=folder, check=True)
+                found = list(check_package.complaints(f"{folder}/quillet.deb", GOOD, HOSTS, VERSION))
+                self.assertTrue(any(words in line for line in found), found)
+
+    def test_what_is_cut_is_refused(self):
+        content = PACKAGE.read_bytes()
+        for length in (0, 4, 70, 200, 5000, len(content) - 4096):
+            with tempfile.NamedTemporaryFile(suffix=".deb") as package:
+                package.write(content[:length])
+                package.flush()
+                found = list(check_package.complaints(package.name, GOOD, HOSTS, VERSION))
+                self.assertRegex("\n".join(found), "archive: cannot be read", length)
 
     def test_an_old_package_manager_can_unpack_it(self):
         self.assertRegex(self.complaints_after("true", "-Zxz")[0], "archive: is made of")
