@@ -100,6 +100,7 @@ FAULTS = [
     ("moving by a newer rule", put("<B", REBASES, 0xF0), "image", "rebase opcode 0xf0"),
     ("moving without end", put("<7s", REBASES, b"\x60" + MANY), "image", "words to mend"),
     ("binding without end", put("<8s", BINDINGS, b"\xc0" + MANY + b"\0"), "image", "words to mend"),
+    ("binding by a newer rule", put("<B", BINDINGS, 0xD0), "image", "bind opcode 0xd0"),
     ("a number without end", put("<12s", REBASES, b"\x60" + b"\xff" * 11), "image", "more than 64 bits"),
     ("moved code", put("<B", SET_SEGMENT, 0x20), ("words", "initialisers"), "__TEXT has none to change"),
     ("bound code", put("<B", BIND_SEGMENT, 0x70), "words", "__TEXT has none to change"),
