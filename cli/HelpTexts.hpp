@@ -21,12 +21,15 @@ usage, 3 nothing to do, 130 interrupted with a clean state.
 )";
 
 inline constexpr const char* kImportHelp =
-    R"(The files are copied, and yours are left alone. A copy of an MP3 file whose tag
-lacks title or artist gets them from its file name: "Artist - Title.mp3", or
-"Name.mp3" for both; --no-naming leaves it as it is. Something in a folder that is
-not audio is passed over; named itself, it is a failure. Whether a file is in
-the library already is not looked at. If a watch runs on the root, it imports
-the files; otherwise this command does, and re-checks the library first.
+    R"(The files are copied, and yours are left alone. A copy of an .mp3 file whose ID3
+tag lacks title or artist gets them from its file name: the artist stands before
+the first "-", the title between it and the next one, and a name without "-" is
+both. "A - B - C.mp3" is B by A, and so is "A-B.mp3"; --no-naming leaves copies
+as they are. Something in a folder that is not audio, hidden, or a partial
+download is passed over; what is not audio and named itself is a failure.
+Whether a file is in the library already is not looked at. If a watch runs on
+the root, it imports the files; otherwise this command does, and re-checks the
+library first.
 
 Examples:
   quillet import song.m4a other.mp3

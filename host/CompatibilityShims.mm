@@ -34,15 +34,17 @@ NSString* uniqueIdentifier(id /*device*/, SEL /*selector*/) {
 id UAV_initWithTitle(id alert, SEL selector, NSString* title, NSString* message, id delegate,
                      NSString* cancelButtonTitle, NSString* otherButtonTitle, ...) {
     const id end = nil;  // typed, as it goes where the compiler does not know what is expected
-    if ([message isEqualToString:@"Attempt to play streaming audio failed."])
+    const bool isText = [message isKindOfClass:[NSString class]];
+    if (isText && [message isEqualToString:@"Attempt to play streaming audio failed."])
         return orig_UAV_initWithTitle(alert, selector, title, message, nil, cancelButtonTitle, otherButtonTitle, end);
 
     const id made = orig_UAV_initWithTitle(alert, selector, title, message, delegate, cancelButtonTitle, nil, end);
+    const id<QLHostAlertView> buttons = answering(made, @selector(addButtonWithTitle:));
     va_list titles;
     va_start(titles, otherButtonTitle);
     // Meant so: where the first is nil the list is not read.
     for (NSString* next = otherButtonTitle; next != nil; next = va_arg(titles, NSString*))
-        [static_cast<id<QLHostAlertView>>(made) addButtonWithTitle:next];
+        [buttons addButtonWithTitle:next];
     va_end(titles);
     return made;
 }

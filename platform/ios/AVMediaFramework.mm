@@ -7,6 +7,7 @@
 #include "platform/ios/FoundationValues.h"
 #import "platform/ios/PrivateClasses.h"
 #import "platform/ios/SystemClasses.h"
+#include "util/Log.hpp"
 
 namespace quillet {
 
@@ -44,24 +45,33 @@ double durationOf(id<AVURLAssetObject> asset) {
     return std::isfinite(duration) && duration > 0 ? duration : 0;
 }
 
+std::optional<MediaAsset> contentOf(id<AVURLAssetObject> asset) {
+    if (asset == nil) return std::nullopt;
+    MediaAsset result;
+    for (NSString* name in [asset availableMetadataFormats]) {
+        MetadataFormat& format = result.formats.emplace_back(MetadataFormat{textOf(name), {}});
+        for (id<AVMetadataItemObject> item in [asset metadataForFormat:name]) format.items.push_back(itemOf(item));
+    }
+    result.durationSeconds = durationOf(asset);
+    // The class answers for every file; one that it cannot read has nothing to say.
+    if (result.formats.empty() && result.durationSeconds == 0) return std::nullopt;
+    return result;
+}
+
 }  // namespace
 
 std::optional<MediaAsset> AVMediaFramework::assetAtPath(const std::string& path) {
     if (!isRegularFile(path)) return std::nullopt;
     @autoreleasepool {
         const id assetClass = answering(classNamed("AVURLAsset", kAVFoundation), @selector(URLAssetWithURL:options:));
-        id<AVURLAssetObject> asset =
-            [(id<AVURLAssetClass>)assetClass URLAssetWithURL:[NSURL fileURLWithPath:stringOf(path)] options:nil];
-        if (asset == nil) return std::nullopt;
-        MediaAsset result;
-        for (NSString* name in [asset availableMetadataFormats]) {
-            MetadataFormat& format = result.formats.emplace_back(MetadataFormat{textOf(name), {}});
-            for (id<AVMetadataItemObject> item in [asset metadataForFormat:name]) format.items.push_back(itemOf(item));
+        @try {
+            return contentOf([(id<AVURLAssetClass>)assetClass URLAssetWithURL:[NSURL fileURLWithPath:stringOf(path)]
+                                                                      options:nil]);
+        } @catch (NSException* raised) {
+            // What the framework lacks costs this file its values, and not the host.
+            util::log("the media framework does not read " + path + ": " + textOf([raised reason]));
+            return std::nullopt;
         }
-        result.durationSeconds = durationOf(asset);
-        // The class answers for every file; one that it cannot read has nothing to say.
-        if (result.formats.empty() && result.durationSeconds == 0) return std::nullopt;
-        return result;
     }
 }
 

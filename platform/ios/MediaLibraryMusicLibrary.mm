@@ -120,9 +120,14 @@ std::optional<std::vector<std::uint64_t>> MediaLibraryMusicLibrary::persistentId
         NSArray* items = [(id<MPMediaQueryObject>)answering(query, @selector(items)) items];
         if (items == nil) return std::nullopt;
         std::vector<std::uint64_t> identifiers;
-        identifiers.reserve([items count]);
-        for (id<MPMediaItemObject> item in items)
-            identifiers.push_back([[item valueForProperty:*property] unsignedLongLongValue]);
+        @try {
+            identifiers.reserve([items count]);
+            for (id<MPMediaItemObject> item in items)
+                identifiers.push_back([[item valueForProperty:*property] unsignedLongLongValue]);
+        } @catch (NSException* raised) {
+            util::log("the music library does not tell its tracks: " + textOf([raised reason]));
+            return std::nullopt;
+        }
         return identifiers;
     }
 }

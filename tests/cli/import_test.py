@@ -120,6 +120,33 @@ class NamingTest(RootTest):
                                  "---.mp3": (None, None), "tagged - twice.mp3": ("Mine", "tagged")})
         self.assertEqual(self.contents["---.mp3"], before["---.mp3"], "no empty names are written")
 
+    def test_a_read_only_file_is_named_too_and_its_copy_stays_read_only(self):
+        path = self.files / "A - B.mp3"
+        path.write_bytes(self.AUDIO)
+        path.chmod(0o444)
+        nobody = 65534
+        if os.geteuid() == 0:  # who may write everything
+            for place in (self.base, self.files, path):
+                os.chown(place, nobody, nobody)
+            try:
+                subprocess.run([BINARY, "--version"], user=nobody, check=True, capture_output=True)
+            except OSError:
+                nobody = 0  # the build lies where others may not look
+            self.run_quillet("import", path, user=nobody)
+        else:
+            self.run_quillet("import", path)
+        self.assertEqual(self.errors, "")
+        track = self.tracks()[0]
+        self.assertEqual((track["title"], track["artist"]), ("B", "A"))
+        self.assertEqual(os.stat(track["assetPath"]).st_mode & 0o777, 0o444)
+
+    def test_a_tag_that_takes_no_names_is_told_of(self):
+        path = self.files / "A - B.mp3"
+        path.write_bytes(b"ID3\5\0\0\0\0\0\x14" + bytes(20) + self.AUDIO)
+        self.run_quillet("import", path)
+        self.assertIn(f"{path} is imported without a name from its file name: ", self.errors)
+        self.assertEqual(len(self.tracks()), 1)
+
     def test_without_naming_or_moved_they_stay_as_they_are(self):
         for number, option in enumerate(("--no-naming", "--move")):
             self.use_root(self.base / f"root {number}")

@@ -57,6 +57,7 @@ void tellSound(const TagAPI& tags) {
     tell("milliseconds", tags.getDurationMilliseconds());
     tell("encoding", tags.getEncoding());
     tell("duration", tags.getDurationString());
+    tell("frequency", tags.getFrequencyString());
     if (const auto hash = tags.getHash()) tell("hash", util::hexadecimal(*hash));
 }
 
@@ -91,6 +92,24 @@ void change(TagAPI& tags) {
     tell("set disk", tags.setDisk(1, 2));
     tell("set genre", tags.setGenreName({"Rock"}));
     tell("update", tags.updateFile());
+    tell("problem", tags.saveProblem());
+}
+
+/// What goes through other code than setting texts does.
+void rebuild(TagAPI& tags) {
+    const std::string image = "\x89PNG\r\n\x1a\n" + std::string(5000, 'i');
+    tell("set image",
+         tags.setImages({{util::Data::copyOf(util::bytesOf(image)), "Cover (front)", "image/png", "\u00e9"}}));
+    constexpr std::uint8_t kCompressed = 0x80;  // as 2.3 has it
+    const auto frame = id3V2Frame::initTextFrame("TENC", 0, kCompressed, std::string(200, 'c'), 0, 3, tags.dialect());
+    tell("set frame", tags.setFrame(frame, true));
+    tell("drop", tags.dropFrame("TIT2"));
+    tell("update", tags.updateFile());
+    tell("problem", tags.saveProblem());
+    tell("convert", tags.convertTagToV2(4));
+    tell("problem", tags.saveProblem());
+    tell("copy", tags.copyV2TagToV1Tag());
+    tell("update", tags.updateFile());
 }
 
 }  // namespace
@@ -105,6 +124,8 @@ void quilletAnswer(const char* path, int standard, int changes) {
     examine(*tags, path);
     if (changes != 0) {
         change(*tags);
+        examine(*tags, path);
+        rebuild(*tags);
         examine(*tags, path);
     }
     util::setLogSink({});

@@ -15,8 +15,7 @@ ERRNO = {errno.EAGAIN: 35, errno.ENOTSUP: 45, errno.ELOOP: 62, errno.ENAMETOOLON
          errno.ENOSYS: 78, errno.EOVERFLOW: 84, errno.EILSEQ: 92, errno.ENODATA: 96}
 OPEN_FLAGS = {0x4: os.O_NONBLOCK, 0x100: os.O_NOFOLLOW, 0x200: os.O_CREAT, 0x400: os.O_TRUNC, 0x800: os.O_EXCL,
               0x20000: os.O_NOCTTY, 0x100000: os.O_DIRECTORY, 0x1000000: os.O_CLOEXEC}
-STREAM = "<QI4xQQI4xQ"  # next_in, avail_in, total_in, next_out, avail_out, total_out
-Z_OK, Z_STREAM_END, Z_DATA_ERROR, Z_BUF_ERROR, Z_FINISH = 0, 1, -3, -5, 4
+Z_OK, Z_DATA_ERROR, Z_BUF_ERROR = 0, -3, -5
 
 
 def signed(value, bits=32):
@@ -43,7 +42,7 @@ class Device:
 
     def __init__(self):
         self.output, self.used = bytearray(), set()
-        self.digests, self.streams, self._errno = {}, {}, None
+        self.digests, self._errno = {}, None
 
     def data(self, symbol):
         """The bytes of a variable; None for what is none."""
@@ -119,6 +118,16 @@ class Device:
         known = {theirs: ours for ours, theirs in ERRNO.items()}
         return machine.new_string(os.strerror(known.get(number, number)).encode())
 
+    def c_snprintf(self, machine, target, size, pattern):
+        """Of whole numbers."""
+        pattern = machine.string(pattern)
+        text = pattern % tuple(signed(machine.stack_word(index)) for index in range(pattern.count(b"%")))
+        machine.write(target, text[:size - 1] + b"\0")
+        return len(text)
+
+    def c_getpid(self, machine):
+        return os.getpid()
+
     def c_abort(self, machine):
         raise AssertionError("the engine gave up")
 
@@ -141,12 +150,6 @@ class Device:
     def c_close(self, machine, file):
         os.close(signed(file))
         return 0
-
-    @or_errno
-    def c_read(self, machine, file, place, size):
-        content = os.read(signed(file), size)
-        machine.write(place, content)
-        return len(content)
 
     @or_errno
     def c_pread(self, machine, file, place, size, offset):
@@ -175,23 +178,12 @@ class Device:
         return 0
 
     @or_errno
-    def c_stat(self, machine, path, place):
-        return self.tell_facts(machine, place, os.stat(machine.string(path)))
-
-    @or_errno
     def c_lstat(self, machine, path, place):
         return self.tell_facts(machine, place, os.lstat(machine.string(path)))
 
     @or_errno
     def c_fstat(self, machine, file, place):
         return self.tell_facts(machine, place, os.fstat(signed(file)))
-
-    @or_errno
-    def c_access(self, machine, path, mode):
-        if not os.access(machine.string(path), signed(mode)):
-            os.stat(machine.string(path))
-            raise OSError(errno.EACCES, "")
-        return 0
 
     @or_errno
     def c_rename(self, machine, source, target):
@@ -246,29 +238,6 @@ class Device:
     def c_CC_MD5_Final(self, machine, place, context):
         machine.write(place, self.digests.pop(context).digest())
         return 1
-
-    def c_inflateInit_(self, machine, stream, _version, _size):
-        self.streams[stream] = zlib.decompressobj()
-        return Z_OK
-
-    def c_inflate(self, machine, stream, _flush):
-        source, size, taken, target, room, given = struct.unpack(STREAM, machine.read(stream, 48))
-        state = self.streams[stream]
-        try:
-            content = state.decompress(machine.read(source, size), room) if room else b""
-        except zlib.error:
-            return Z_DATA_ERROR
-        used = size - len(state.unconsumed_tail) - len(state.unused_data) if room else 0
-        machine.write(target, content)
-        machine.write(stream, struct.pack(STREAM, source + used, size - used, taken + used, target + len(content),
-                                          room - len(content), given + len(content)))
-        if state.eof:
-            return Z_STREAM_END
-        return Z_OK if used or content else Z_BUF_ERROR
-
-    def c_inflateEnd(self, machine, stream):
-        del self.streams[stream]
-        return Z_OK
 
     def c_uncompress(self, machine, target, length, source, size):
         room, state = machine.word(length), zlib.decompressobj()
