@@ -55,7 +55,7 @@ std::string CopyNaming::name(const std::string& path, std::string_view fileName)
     const WritableMeanwhile writable(path);
     const bool written = nameDownload(*tags_, path, fileName) == 0;
     std::string problem = written ? "" : tags_->saveProblem();
-    if (written && lacksOneOf(*tags_, namesFromFileName(fileName))) {
+    if (written && !tags_->isModified() && lacksOneOf(*tags_, namesFromFileName(fileName))) {
         const std::vector<std::string> remarks = tags_->remarks();
         problem = remarks.empty() ? "its tag takes no names" : remarks.front();
     }
