@@ -16,7 +16,6 @@ namespace quillet::cli {
 
 namespace {
 
-constexpr int kPollInterval = 100;  // milliseconds
 /// How long a file that was taken from the drop folder may be on its way into the library before that is told.
 constexpr std::chrono::seconds kLongestWay(15);
 /// How long the other process may bring nothing at all into the library before the files are taken back. Longer than it

@@ -13,4 +13,7 @@ bool interrupted();
 /// Sleeps, but no longer than until one of them comes.
 void pauseMilliseconds(int milliseconds);
 
+/// How long a command pauses before it looks again at what another process does.
+inline constexpr int kPollInterval = 100;  // milliseconds
+
 }  // namespace quillet::cli

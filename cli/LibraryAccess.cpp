@@ -10,8 +10,6 @@ namespace quillet::cli {
 
 namespace {
 
-constexpr int kPollInterval = 100;  // milliseconds
-
 /// For work that takes nothing from the drop folder.
 class NoReporter : public BatchReporter {
   public:

@@ -7,9 +7,9 @@ namespace quillet {
 namespace {
 
 // The second flag byte (ID3v2.3.0 3.3.1).
-constexpr std::uint8_t kCompressed = 0x80;
-constexpr std::uint8_t kEncrypted = 0x40;
-constexpr std::uint8_t kGrouped = 0x20;
+constexpr std::uint8_t kV23Compressed = 0x80;
+constexpr std::uint8_t kV23Encrypted = 0x40;
+constexpr std::uint8_t kV23Grouped = 0x20;
 
 /// Whether an identifier of 2.2 stands in the place of one of 2.3.
 constexpr bool isOld(FrameID identifier) {
@@ -33,18 +33,18 @@ std::shared_ptr<id3V2Frame> V23FrameSet::getFrame() {
     }
     const std::uint8_t first = header_.firstFlag;
     const std::uint8_t second = header_.secondFlag;
-    if (dialect().readsFormatFieldsAtFixedPlaces && (second & kCompressed) != 0) {
+    if (dialect().readsFormatFieldsAtFixedPlaces && (second & kV23Compressed) != 0) {
         if (length < 0 || noRoom_) return nullptr;
         const util::Bytes rest = readerAt(currentFramePosition_ + kFrameHeaderLength).rest();
         return frameWith(uncompressed(rest, 0, length), first, second);
     }
     auto body = content(length);
-    const bool hasFormat = (second & (kCompressed | kEncrypted | kGrouped)) != 0;
+    const bool hasFormat = (second & (kV23Compressed | kV23Encrypted | kV23Grouped)) != 0;
     if (!body || !hasFormat || dialect().readsFormatFieldsAtFixedPlaces)
         return frameWith(std::move(body), first, second);
-    const FormatFlags flags{.grouped = (second & kGrouped) != 0,
-                            .encrypted = (second & kEncrypted) != 0,
-                            .compressed = (second & kCompressed) != 0};
+    const FormatFlags flags{.grouped = (second & kV23Grouped) != 0,
+                            .encrypted = (second & kV23Encrypted) != 0,
+                            .compressed = (second & kV23Compressed) != 0};
     return formattedFrame(*body, flags, first, second, *body);
 }
 

@@ -13,12 +13,13 @@ namespace quillet {
 namespace {
 
 // The second flag byte (ID3v2.4.0 structure 4.1.2).
-constexpr std::uint8_t kGrouped = 0x40;
-constexpr std::uint8_t kCompressed = 0x08;
-constexpr std::uint8_t kEncrypted = 0x04;
-constexpr std::uint8_t kUnsynchronised = 0x02;
-constexpr std::uint8_t kStatesLength = 0x01;
-constexpr std::uint8_t kFormatFlags = kGrouped | kCompressed | kEncrypted | kUnsynchronised | kStatesLength;
+constexpr std::uint8_t kV24Grouped = 0x40;
+constexpr std::uint8_t kV24Compressed = 0x08;
+constexpr std::uint8_t kV24Encrypted = 0x04;
+constexpr std::uint8_t kV24Unsynchronised = 0x02;
+constexpr std::uint8_t kV24StatesLength = 0x01;
+constexpr std::uint8_t kV24FormatFlags =
+    kV24Grouped | kV24Compressed | kV24Encrypted | kV24Unsynchronised | kV24StatesLength;
 
 /// From this size on a synchsafe and a plain size differ.
 constexpr std::int64_t kFirstAmbiguousSize = 128;
@@ -114,8 +115,8 @@ std::shared_ptr<id3V2Frame> V24FrameSet::getFrame() {
     const std::uint8_t first = header_.firstFlag;
     const std::uint8_t second = header_.secondFlag;
     const bool unsynchronised = input_.tagUnsynchronised && !dialect().reversesUnsynchronisationInPlace;
-    auto frame = (second & kFormatFlags) == 0 && !unsynchronised ? frameWith(content(length), first, second)
-                                                                 : formattedFrameOf(length, first, second);
+    auto frame = (second & kV24FormatFlags) == 0 && !unsynchronised ? frameWith(content(length), first, second)
+                                                                    : formattedFrameOf(length, first, second);
     if (frame && iTunesFlag_ && iTunes_) frame->iTunesV24Compat();
     return frame;
 }
@@ -127,24 +128,24 @@ std::shared_ptr<id3V2Frame> V24FrameSet::formattedFrameOf(std::int32_t length, s
     if (!rest || length < 0) return nullptr;
     const auto stated = std::min(static_cast<std::size_t>(length), rest->size());
     const util::Data bytes = synchronised(*rest, second, length);
-    if (dialect().readsFormatFieldsAtFixedPlaces && (second & kCompressed) != 0)
+    if (dialect().readsFormatFieldsAtFixedPlaces && (second & kV24Compressed) != 0)
         // Meant so: the length is looked for one byte late; its last byte is the stream's first.
         return frameWith(uncompressed(bytes.bytes(), 1, length), first, second);
     if (length < 0) return nullptr;
     auto body = bytes.slice(0, static_cast<std::size_t>(length));
     if (!body || dialect().readsFormatFieldsAtFixedPlaces) return frameWith(std::move(body), first, second);
-    const FormatFlags flags{.grouped = (second & kGrouped) != 0,
-                            .encrypted = (second & kEncrypted) != 0,
-                            .compressed = (second & kCompressed) != 0,
-                            .statesLength = (second & kStatesLength) != 0};
-    if ((second & kFormatFlags) == 0) return frameWith(std::move(body), first, second);
+    const FormatFlags flags{.grouped = (second & kV24Grouped) != 0,
+                            .encrypted = (second & kV24Encrypted) != 0,
+                            .compressed = (second & kV24Compressed) != 0,
+                            .statesLength = (second & kV24StatesLength) != 0};
+    if ((second & kV24FormatFlags) == 0) return frameWith(std::move(body), first, second);
     // What is not marked so is written without unsynchronisation, as the whole tag is.
-    util::Data stored = (second & kUnsynchronised) != 0 ? *rest->slice(0, stated) : *body;
+    util::Data stored = (second & kV24Unsynchronised) != 0 ? *rest->slice(0, stated) : *body;
     return formattedFrame(*body, flags, first, second, std::move(stored));
 }
 
 util::Data V24FrameSet::synchronised(const util::Data& rest, std::uint8_t flags, std::int32_t& length) {
-    const bool marked = (flags & kUnsynchronised) != 0;
+    const bool marked = (flags & kV24Unsynchronised) != 0;
     if (dialect().reversesUnsynchronisationInPlace) return marked ? withPairsBlanked(rest.bytes(), length) : rest;
     if (!marked && !input_.tagUnsynchronised) return rest;
     const auto own = rest.slice(0, static_cast<std::size_t>(length));

@@ -18,9 +18,6 @@ namespace {
 using util::PropertyDictionary;
 using util::PropertyValue;
 
-/// The library's media type for music.
-constexpr std::int32_t kMusic = 8;
-
 constexpr std::string_view kTitle = "item_extra.title";
 constexpr std::string_view kArtist = "item_artist.item_artist";
 constexpr std::string_view kAlbum = "album.album";
@@ -149,7 +146,7 @@ PropertyDictionary QLAssetHelper::newAssetFromPath(const std::string& path, Plat
 
     PropertyDictionary record;
     set(record, "assetPath", util::lastPathComponent(path));
-    if (known) set(record, "mediaType", kMusic);
+    if (known) set(record, "mediaType", static_cast<std::int32_t>(kMusicMediaType));
     set(record, "values", std::move(asset.values));
     if (asset.artworkData) {
         const std::string digest = asset.artworkData->MD5();

@@ -28,9 +28,6 @@ using util::PropertyDictionary;
 using util::PropertyValue;
 using util::textAt;
 
-/// The library's media type for music.
-constexpr std::uint32_t kMusic = 8;
-
 /// Meant so: Z stands before Y. The order decides which character each random number becomes.
 constexpr std::string_view kFileNameAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXZY0123456789";
 constexpr std::size_t kFileNameLength = 20;
@@ -155,7 +152,7 @@ std::uint64_t QLSyncHelper::addNewAsset(PropertyDictionary record) {
     const PropertyValue* values = util::find(record, "values");
     if (values != nullptr && values->dictionary() != nullptr) track->values = *values->dictionary();
     track->assetFilePath = util::pathIn(platform_.paths.at(importPath()), textAt(record, "assetPath"));
-    track->mediaType = kMusic;
+    track->mediaType = kMusicMediaType;
     track->shouldAddToPurchasedPlaylist = false;
     const std::string artwork = textAt(record, "artwork");
     if (util::isEntryName(artwork)) {

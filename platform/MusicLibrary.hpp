@@ -12,10 +12,13 @@
 
 namespace quillet {
 
+/// The library's media type for music.
+inline constexpr std::uint32_t kMusicMediaType = 8;
+
 /// One track on its way into the library (MLTrackImport).
 struct TrackImport {
     std::string assetFilePath;    ///< full path of the audio file, already in the media folder
-    std::uint32_t mediaType = 0;  ///< 8 is music
+    std::uint32_t mediaType = 0;  ///< `kMusicMediaType`
     bool shouldAddToPurchasedPlaylist = false;
     std::optional<util::Data> artworkData;
     util::PropertyDictionary values;  ///< entity property ("item_extra.title") to value; types are kept

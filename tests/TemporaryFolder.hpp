@@ -1,6 +1,7 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -51,6 +52,13 @@ class TemporaryFolder {
 inline std::string contentOf(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
+}
+
+/// What stands at `path`, a link itself where it is one.
+inline struct stat statOf(const std::string& path) {
+    struct stat facts{};
+    EXPECT_EQ(lstat(path.c_str(), &facts), 0) << path;
+    return facts;
 }
 
 }  // namespace quillet::test

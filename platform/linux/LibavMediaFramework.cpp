@@ -86,7 +86,7 @@ const LibavMediaFramework::Remembered& LibavMediaFramework::examine(const std::s
     if (identityOf(facts) == last_->identity) return *last_;
 
     // Something else may stand there by now; not to wait for a writer costs nothing should it be a FIFO.
-    const util::FileDescriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    const util::FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     if (!file.isOpen()) return refuse(errno == ENOENT ? "no such file" : unreadable(errno));
     if (fstat(file.number(), &facts) != 0) return refuse(unreadable(errno));
     if (auto reason = reasonAgainstOpening(facts); !reason.empty()) return refuse(std::move(reason));

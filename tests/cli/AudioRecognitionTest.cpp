@@ -18,7 +18,7 @@ struct RecognitionCase {
 
 const std::string kTagOf64K = std::string("ID3\3\0\0\0\4\0\0", 10) + std::string(65536, '\0');
 
-const RecognitionCase kCases[] = {
+const RecognitionCase kRecognitions[] = {
     // Too little for libavformat, so that it shows who was asked.
     {"two frames", frames(2), "is not audio", ""},
     {"two frames behind a tag", kTagOf64K + frames(2), "is not audio", ""},
@@ -34,7 +34,7 @@ TEST(AudioRecognitionTest, TheTagEngineIsAskedFirstAboutMp3FilesAndTheFrameworkA
     const TemporaryFolder folder;
     LibavMediaFramework media;
     cli::AudioRecognition recognition(media);
-    for (const RecognitionCase& one : kCases) {
+    for (const RecognitionCase& one : kRecognitions) {
         EXPECT_EQ(recognition.reasonAgainst(folder.write("x.MP3", one.content)), one.reason) << one.name;
         EXPECT_EQ(recognition.reasonAgainst(folder.write("x.mp3", one.content)), one.reasonAsMp3File) << one.name;
     }

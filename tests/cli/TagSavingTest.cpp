@@ -60,7 +60,7 @@ void put(std::string& content, std::string_view old, std::string_view replacemen
     content.replace(content.find(old), old.size(), replacement);
 }
 
-const TamperingCase kCases[] = {
+const TamperingCase kTamperings[] = {
     {"nothing", [](TagAPI&, std::string&) {}, ""},
     {"a byte of audio", [](TagAPI&, std::string& content) { content[content.size() - 16000] ^= 1; },
      "its audio is not what it was"},
@@ -104,7 +104,7 @@ TEST_F(TagSavingTest, WhatBecameOfTheFileIsJudgedByAFreshReading) {
     const std::string tag = tagOf(3, 0,
                                   frame23("TIT2", "\0Before"s) + frame23("TPE1", "\0Singer"s) +
                                       frame23("PRIV", "me\0\1\2\3"s) + std::string(200, '\0'));
-    for (const TamperingCase& one : kCases) {
+    for (const TamperingCase& one : kTamperings) {
         EditFiles files;
         files.paths = {folder_.write("a.mp3", tag + audioFrames(40))};
         const std::string reason = one.reason;

@@ -6,13 +6,13 @@
 #include <vector>
 
 #include "id3/id3V2Frame.hpp"
-#include "util/Bytes.hpp"
-#include "util/Data.hpp"
+#include "tests/id3/TagBytes.hpp"
 
 namespace quillet::test {
 
-inline util::Data dataOf(std::string_view bytes) {
-    return util::Data::copyOf(util::bytesOf(bytes));
+/// The body of a text frame in Latin-1.
+inline std::string latin1(std::string_view text) {
+    return std::string(1, '\0') + std::string(text);
 }
 
 inline id3V2Frame frameOf(std::string_view body, std::int32_t version = 3, const Dialect& dialect = kSystemDialect,
@@ -30,18 +30,12 @@ inline std::string bodyOf(const id3V2Frame& frame) {
 
 /// A tag of plain frames, with 64 bytes of padding.
 inline std::string tagOf(std::int32_t version, const std::vector<std::pair<std::string, std::string>>& frames) {
-    const auto number = [](std::size_t value, unsigned count, unsigned bits) {
-        std::string bytes;
-        while (count-- > 0) bytes += static_cast<char>(value >> (count * bits) & ((1U << bits) - 1));
-        return bytes;
-    };
     std::string content;
     for (const auto& [identifier, body] : frames) {
         content += identifier + number(body.size(), version == 2 ? 3 : 4, version == 4 ? 7 : 8);
         content += std::string(version == 2 ? 0 : 2, '\0') + body;
     }
-    content += std::string(64, '\0');
-    return "ID3" + std::string{static_cast<char>(version), '\0', '\0'} + number(content.size(), 4, 7) + content;
+    return tagOf(static_cast<unsigned>(version), 0, content + std::string(64, '\0'));
 }
 
 }  // namespace quillet::test

@@ -177,7 +177,7 @@ TEST(FrameConversionTest, FramesAreTheOnesOfTheOtherVersion) {
 
 TEST(FrameConversionTest, WhatIsCompressedStaysSoWhereThatHelps) {
     const std::string text = "\0"s + kLong;
-    const auto stream = std::string(util::charactersOf(test::dataOf(text).deflate()->bytes()));
+    const auto stream = test::deflated(text);
     const std::string made = converted(3, frame23("TALB", test::number(201, 4) + stream, 0x0080), 4);
     const test::MemoryFile file(test::tagOf(4, 0, made));
     id3V2Tag tag(library(), kStandardDialect);

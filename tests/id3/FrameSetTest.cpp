@@ -1,10 +1,10 @@
 #include <gtest/gtest.h>
-#include <zlib.h>
 
 #include "id3/Limits.hpp"
 #include "id3/V20FrameSet.hpp"
 #include "id3/V23FrameSet.hpp"
 #include "id3/V24FrameSet.hpp"
+#include "tests/LogLines.hpp"
 #include "tests/id3/TagBytes.hpp"
 
 // The walks as the system does them; the standards' ways are in TagDialectTest.cpp.
@@ -13,6 +13,7 @@ namespace quillet {
 namespace {
 
 using namespace std::string_literals;
+using test::deflated;
 using test::frame20;
 using test::frame23;
 using test::frame24;
@@ -234,15 +235,6 @@ TEST(V24FrameSet, BlanksTheByteBehindEachFFAndCutsTheEnd) {
     EXPECT_EQ(
         listed(walked(4, frame24("TIT2", "abcdefghijklmnop", 0x0002) + frame24("TPE1", "a") + kZeros).frames.all()),
         "TPE1=a");
-}
-
-std::string deflated(const std::string& text) {
-    uLongf length = compressBound(static_cast<uLong>(text.size()));
-    std::string result(length, '\0');
-    compress2(reinterpret_cast<Bytef*>(result.data()), &length, reinterpret_cast<const Bytef*>(text.data()),
-              static_cast<uLong>(text.size()), 1);
-    result.resize(length);
-    return result;
 }
 
 const std::string kText(100, 'q');

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/LogLines.hpp"
 #include "tests/TemporaryFolder.hpp"
 #include "tests/id3/MpegFrames.hpp"
 #include "util/Text.hpp"

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include "id3/MP3Header.hpp"
+#include "tests/LogLines.hpp"
 #include "tests/TemporaryFolder.hpp"
 #include "tests/id3/MpegFrames.hpp"
 

@@ -7,7 +7,6 @@
 
 #include "id3/MpegFrameHeader.hpp"
 #include "util/Bytes.hpp"
-#include "util/Log.hpp"
 
 namespace quillet::test {
 
@@ -42,19 +41,7 @@ inline std::string xing(std::string_view marker, std::uint32_t frameCount, std::
     return text;
 }
 
-/// Collects what is logged as long as it lives.
-class LogLines {
-  public:
-    LogLines() {
-        util::setLogSink([this](std::string_view line) { lines_.emplace_back(line); });
-    }
-    ~LogLines() { util::setLogSink({}); }
-    LogLines(const LogLines&) = delete;
-    LogLines& operator=(const LogLines&) = delete;
-    const std::vector<std::string>& all() const { return lines_; }
-
-  private:
-    std::vector<std::string> lines_;
-};
+/// Enough audio for either dialect.
+inline const std::string kMpegAudio = frames(60);
 
 }  // namespace quillet::test

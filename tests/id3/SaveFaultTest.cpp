@@ -2,6 +2,7 @@
 
 #include "id3/TagAPI.hpp"
 #include "tests/FaultInjection.hpp"
+#include "tests/LogLines.hpp"
 #include "tests/TemporaryFolder.hpp"
 #include "tests/id3/TagBytes.hpp"
 
@@ -12,6 +13,7 @@ namespace {
 
 using namespace std::string_literals;
 using test::contentOf;
+using test::deflated;
 using test::Fault;
 using test::frame23;
 using test::frame24;
@@ -25,10 +27,6 @@ const std::string kRecord = "TAG" + std::string(125, 'v');
 const std::string kRoom(120, '\0');
 const std::string kArtist3 = frame23("TPE1", "\0artist"s);
 const std::string kPicture = frame23("APIC", "\0image/jpeg\0\3\0"s + std::string(20'000, 'p'));
-
-std::string deflated(const std::string& text) {
-    return std::string(util::charactersOf(test::dataOf(text).deflate()->bytes()));
-}
 
 // Each child that is killed costs much under the address sanitizer; there the last save alone is disturbed.
 #ifdef __SANITIZE_ADDRESS__

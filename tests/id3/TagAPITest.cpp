@@ -6,6 +6,7 @@
 #include <cerrno>
 
 #include "cli/ResourceDictionary.hpp"
+#include "tests/LogLines.hpp"
 #include "tests/TemporaryFolder.hpp"
 #include "tests/id3/FrameBytes.hpp"
 #include "tests/id3/MpegFrames.hpp"
@@ -21,14 +22,6 @@ using util::PropertyDictionary;
 
 using Genres = std::optional<std::vector<std::string>>;
 using Frames = std::vector<std::pair<std::string, std::string>>;
-
-/// Text in Latin-1.
-std::string latin1(std::string_view text) {
-    return std::string(1, '\0') + std::string(text);
-}
-
-/// Enough for either dialect.
-const std::string kAudio = frames(50);
 
 std::string v1Record(std::string_view title, std::string_view artist, char beforeTrack = 0, char track = 5,
                      char genre = 17) {
@@ -93,20 +86,21 @@ const PropertyDictionary kStandardFallback = {{"V1 auto - fallback", 1}, {"Stand
 const PropertyDictionary kStandardAlone = {{"Standard dialect", true}};
 
 const AnswerCase kAnswers[] = {
-    {"v2 alone answers what it has", kFallback, kTitleAlone + kAudio + kV1, {}, "V2 title", "", "", 0, 0},
-    {"v1 answers in its place", {}, kAudio + kV1, {}, "V1 title", "V1 artist", "V1 artist", 1996, 0},
-    {"neither", kFallback, kAudio, {}, "", "", "", 0, 0},
-    {"fallback, once both are selected", kFallback, kTitleAlone + kAudio + kV1, 0, "V2 title", "V1 artist", "V1 artist",
-     1996, 0},
-    {"no fallback by default", {}, kTitleAlone + kAudio + kV1, 0, "V2 title", "", "", 0, 0},
-    {"below 0 is as 0", kFallback, kTitleAlone + kAudio + kV1, -3, "V2 title", "V1 artist", "V1 artist", 1996, 0},
-    {"above 2 is 2", kFallback, kTitleAlone + kAudio + kV1, 7, "V2 title", "", "", 0, 0},
-    {"v1 selected", {}, kTitleAlone + kAudio + kV1, 1, "V1 title", "V1 artist", "V1 artist", 1996, 0},
+    {"v2 alone answers what it has", kFallback, kTitleAlone + kMpegAudio + kV1, {}, "V2 title", "", "", 0, 0},
+    {"v1 answers in its place", {}, kMpegAudio + kV1, {}, "V1 title", "V1 artist", "V1 artist", 1996, 0},
+    {"neither", kFallback, kMpegAudio, {}, "", "", "", 0, 0},
+    {"fallback, once both are selected", kFallback, kTitleAlone + kMpegAudio + kV1, 0, "V2 title", "V1 artist",
+     "V1 artist", 1996, 0},
+    {"no fallback by default", {}, kTitleAlone + kMpegAudio + kV1, 0, "V2 title", "", "", 0, 0},
+    {"below 0 is as 0", kFallback, kTitleAlone + kMpegAudio + kV1, -3, "V2 title", "V1 artist", "V1 artist", 1996, 0},
+    {"above 2 is 2", kFallback, kTitleAlone + kMpegAudio + kV1, 7, "V2 title", "", "", 0, 0},
+    {"v1 selected", {}, kTitleAlone + kMpegAudio + kV1, 1, "V1 title", "V1 artist", "V1 artist", 1996, 0},
     {"an empty text and a zero are answers", kFallback,
-     tagOf(3, {{"TIT2", latin1("")}, {"TRCK", latin1("0")}}) + kAudio + kV1, 0, "", "V1 artist", "V1 artist", 1996, 0},
+     tagOf(3, {{"TIT2", latin1("")}, {"TRCK", latin1("0")}}) + kMpegAudio + kV1, 0, "", "V1 artist", "V1 artist", 1996,
+     0},
     {"standard: v1 has what v2 lacks, but no album artist",
      kStandardFallback,
-     kTitleAlone + kAudio + kV1,
+     kTitleAlone + kMpegAudio + kV1,
      {},
      "V2 title",
      "V1 artist",
@@ -115,15 +109,15 @@ const AnswerCase kAnswers[] = {
      5},
     {"standard: an empty text and a zero are lacking",
      kStandardFallback,
-     tagOf(3, {{"TIT2", latin1("")}, {"TRCK", latin1("0")}}) + kAudio + kV1,
+     tagOf(3, {{"TIT2", latin1("")}, {"TRCK", latin1("0")}}) + kMpegAudio + kV1,
      {},
      "V1 title",
      "V1 artist",
      "",
      1996,
      5},
-    {"standard, without fallback", kStandardAlone, kTitleAlone + kAudio + kV1, {}, "V2 title", "", "", 0, 0},
-    {"standard, v1 only", kStandardAlone, kAudio + kV1, {}, "V1 title", "V1 artist", "", 1996, 5},
+    {"standard, without fallback", kStandardAlone, kTitleAlone + kMpegAudio + kV1, {}, "V2 title", "", "", 0, 0},
+    {"standard, v1 only", kStandardAlone, kMpegAudio + kV1, {}, "V1 title", "V1 artist", "", 1996, 5},
 };
 
 TEST(TagAPITest, GettersAnswerFromTheTagThatTheirRuleNames) {
@@ -143,8 +137,8 @@ TEST(TagAPITest, GettersAnswerFromTheTagThatTheirRuleNames) {
 
 TEST(TagAPITest, AV1TagIsReadWhenAPreferenceOrAGetterAsksForIt) {
     const TemporaryFolder folder;
-    const std::string v1 = folder.write("v1.mp3", kAudio + kV1);
-    const std::string both = folder.write("both.mp3", kTitleAlone + kAudio + kV1);
+    const std::string v1 = folder.write("v1.mp3", kMpegAudio + kV1);
+    const std::string both = folder.write("both.mp3", kTitleAlone + kMpegAudio + kV1);
     const struct {
         PropertyDictionary preferences;
         bool withV1;    // read at once, where there is no v2 tag
@@ -202,7 +196,8 @@ TEST(TagAPITest, GenresAreNamed) {
     const auto other = standard();
     for (const GenreCase& one : kGenres) {
         const Frames frame = one.text.empty() ? Frames() : Frames{{"TCON", latin1(one.text)}};
-        const std::string path = folder.write("x.mp3", tagOf(4, frame) + kAudio + v1Record("", "", one.v1, 0, one.v1));
+        const std::string path =
+            folder.write("x.mp3", tagOf(4, frame) + kMpegAudio + v1Record("", "", one.v1, 0, one.v1));
         system->examineFile(path);
         EXPECT_EQ(system->getGenreNames(), one.system) << one.name;
         system->selectTag(0);
@@ -210,7 +205,7 @@ TEST(TagAPITest, GenresAreNamed) {
         other->examineFile(path);
         EXPECT_EQ(other->getGenreNames(), one.standard) << one.name;
     }
-    system->examineFile(folder.write("x.mp3", kAudio + v1Record("", "", 17)));
+    system->examineFile(folder.write("x.mp3", kMpegAudio + v1Record("", "", 17)));
     EXPECT_EQ(system->getGenreNames(), Genres({"Rock"})) << "v1 alone";
     TagAPI plain;
     plain.examineFile(folder / "x.mp3");
@@ -222,7 +217,7 @@ TEST(TagAPITest, AGenreDictionaryOfTheCallerLearnsNewNames) {
     const auto learning = std::make_shared<PropertyDictionary>(PropertyDictionary{{"Rock", 17}});
     const auto api = TagAPI::initWithGenreList(loaderOf({}), learning);
     for (const char* genre : {"Zydeco", "Rock", "Zydeco", "Bubblegum", "99"}) {
-        api->examineFile(folder.write("x.mp3", tagOf(3, {{"TCON", latin1(genre)}}) + kAudio));
+        api->examineFile(folder.write("x.mp3", tagOf(3, {{"TCON", latin1(genre)}}) + kMpegAudio));
         api->getGenreNames();
     }
     EXPECT_EQ(*learning, (PropertyDictionary{{"Bubblegum", 127}, {"Rock", 17}, {"Zydeco", 126}}));
@@ -233,7 +228,7 @@ TEST(TagAPITest, WhatCannotBeExaminedAnswersNothingAndSaysWhy) {
     const TemporaryFolder folder;
     mkdir((folder / "folder").c_str(), 0700);
     mkfifo((folder / "fifo").c_str(), 0600);
-    const std::string good = folder.write("good.mp3", kTitleAlone + kAudio + kV1);
+    const std::string good = folder.write("good.mp3", kTitleAlone + kMpegAudio + kV1);
     const struct {
         const char* name;
         int error;
@@ -297,7 +292,7 @@ TEST(TagAPITest, FramesAreFoundByIdentifierAndDescribedByVersion) {
     const TemporaryFolder folder;
     const LogLines log;
     const Frames kFrames = {{"TIT2", latin1("T")}, {"COMM", latin1("engxx")}, {"COMM", latin1("engyy")}};
-    const std::string path = folder.write("x.mp3", tagOf(3, kFrames) + kAudio);
+    const std::string path = folder.write("x.mp3", tagOf(3, kFrames) + kMpegAudio);
     TagAPI plain;
     EXPECT_EQ(plain.getFrame("TIT2"), std::nullopt);
     EXPECT_THAT(plain.getFrameList(), IsEmpty());
@@ -316,7 +311,7 @@ TEST(TagAPITest, FramesAreFoundByIdentifierAndDescribedByVersion) {
     EXPECT_EQ(api->getFrameDescription("TT2"), nullptr);
     for (const auto& [version, known, unknown] :
          {std::tuple(2, "TT2", "TYER"), std::tuple(3, "TYER", "TDRC"), std::tuple(4, "TDRC", "TYER")}) {
-        api->examineFile(folder.write("y.mp3", tagOf(version, {}) + kAudio));
+        api->examineFile(folder.write("y.mp3", tagOf(version, {}) + kMpegAudio));
         EXPECT_NE(api->getFrameDescription(known), nullptr) << version;
         EXPECT_EQ(api->getFrameDescription(unknown), nullptr) << version;
     }

@@ -4,6 +4,7 @@
 
 #include "cli/ResourceDictionary.hpp"
 #include "id3/TagAPI.hpp"
+#include "tests/LogLines.hpp"
 #include "tests/TemporaryFolder.hpp"
 #include "tests/id3/FrameBytes.hpp"
 #include "tests/id3/MpegFrames.hpp"
@@ -17,13 +18,7 @@ using testing::IsEmpty;
 using util::PropertyDictionary;
 using Names = std::vector<std::string>;
 
-std::string latin1(std::string_view text) {
-    return std::string(1, '\0') + std::string(text);
-}
-
-const std::string kAudio = frames(60);
-
-std::string v1Record() {
+std::string oldV1Record() {
     std::string record(128, '\0');
     record.replace(0, 3, "TAG").replace(3, 5, "old t").replace(33, 5, "old a").replace(63, 5, "old b");
     record.replace(93, 4, "1996").replace(97, 5, "old c");
@@ -31,7 +26,7 @@ std::string v1Record() {
     record[127] = 17;
     return record;
 }
-const std::string kV1 = v1Record();
+const std::string kOldV1 = oldV1Record();
 const std::string kV2 = tagOf(3, {{"TIT2", latin1("new t")}, {"TPE1", latin1("new a")}, {"TRCK", latin1("7/12")}});
 const std::string kDated = tagOf(4, {{"TDRC", latin1("1996-05-06")}, {"TPOS", latin1("1/2")}});
 
@@ -73,9 +68,9 @@ std::string told(const std::string& path) {
 /// The audio stands in the file, once, and nothing but a v1 record is behind it.
 void expectAudio(const std::string& path) {
     const std::string content = contentOf(path);
-    const auto at = content.find(kAudio);
+    const auto at = content.find(kMpegAudio);
     ASSERT_NE(at, std::string::npos) << path;
-    const std::string behind = content.substr(at + kAudio.size());
+    const std::string behind = content.substr(at + kMpegAudio.size());
     EXPECT_TRUE(behind.empty() || (behind.size() == 128 && behind.starts_with("TAG"))) << behind.size();
 }
 
@@ -112,7 +107,7 @@ const SetterCase kSetters[] = {
 TEST(TagAPIUpdateTest, EachSetterAnswersAndMarksAsItsDialectHasIt) {
     const TemporaryFolder folder;
     const LogLines log;
-    const std::string path = folder.write("x.mp3", kV2 + kAudio + kV1);
+    const std::string path = folder.write("x.mp3", kV2 + kMpegAudio + kOldV1);
     const auto system = apiWith(kSystem);
     const auto other = apiWith(kStandard);
     for (const SetterCase& one : kSetters) {
@@ -122,7 +117,7 @@ TEST(TagAPIUpdateTest, EachSetterAnswersAndMarksAsItsDialectHasIt) {
         EXPECT_EQ(one.set(*other), one.standard) << one.name;
         EXPECT_EQ(other->isModified(), one.standardModified) << one.name;
     }
-    EXPECT_EQ(contentOf(path), kV2 + kAudio + kV1) << "no setter writes";
+    EXPECT_EQ(contentOf(path), kV2 + kMpegAudio + kOldV1) << "no setter writes";
     TagAPI none;
     EXPECT_TRUE(none.setDisk(1, 1) && none.setComposer("x") && none.setTitle("x")) << "no tag, and nothing to fail at";
     EXPECT_FALSE(none.setContent({"x"}, "TIT2") || none.dropFrame("TIT2") || none.isModified());
@@ -132,7 +127,7 @@ TEST(TagAPIUpdateTest, EachSetterAnswersAndMarksAsItsDialectHasIt) {
 
 TEST(TagAPIUpdateTest, ASystemYearAloneIsNoChangeAndV1GenresMarkOnlyAboveTheirLast) {
     const TemporaryFolder folder;
-    const std::string path = folder.write("x.mp3", kV2 + kAudio + kV1);
+    const std::string path = folder.write("x.mp3", kV2 + kMpegAudio + kOldV1);
     const auto genres = std::make_shared<PropertyDictionary>(PropertyDictionary{{"Rock", 17}, {"Zydeco", 126}});
     const auto api = apiWith(with(kSystem, {}), genres);
     api->examineFile(path);
@@ -145,7 +140,7 @@ TEST(TagAPIUpdateTest, ASystemYearAloneIsNoChangeAndV1GenresMarkOnlyAboveTheirLa
     EXPECT_EQ(genres->at("Mine"), util::PropertyValue(192));
 
     TagAPI v2Alone;  // without a v1 tag that could be read
-    v2Alone.examineFile(folder.write("none.mp3", kAudio));
+    v2Alone.examineFile(folder.write("none.mp3", kMpegAudio));
     std::filesystem::remove(folder / "none.mp3");
     const LogLines log;
     EXPECT_FALSE(v2Alone.setYear(2001));
@@ -169,52 +164,54 @@ const Step kTitle = [](TagAPI& api) { return api.setTitle("x") || true; };
 const Step kNothing = [](TagAPI&) { return true; };
 
 const UpdateCase kUpdates[] = {
-    {"nothing", kStandard, kV2 + kAudio + kV1, kNothing,
+    {"nothing", kStandard, kV2 + kMpegAudio + kOldV1, kNothing,
      "v2(new t new a  0 7 )v1(old t old a old b 1996 5 Rock old c)"},
-    {"v2 stays alone", kStandard, kV2 + kAudio, kTitle, "v2(x new a  0 7 )"},
-    {"a v2 tag is made", kStandard, kAudio, kTitle, "v2(x   0 0 )"},
-    {"v1 stays in step", kStandard, kV2 + kAudio + kV1, kTitle, "v2(x new a  0 7 )v1(x old a old b 1996 5 Rock old c)"},
-    {"v1 stays in step with single frames", kStandard, kV2 + kAudio + kV1,
+    {"v2 stays alone", kStandard, kV2 + kMpegAudio, kTitle, "v2(x new a  0 7 )"},
+    {"a v2 tag is made", kStandard, kMpegAudio, kTitle, "v2(x   0 0 )"},
+    {"v1 stays in step", kStandard, kV2 + kMpegAudio + kOldV1, kTitle,
+     "v2(x new a  0 7 )v1(x old a old b 1996 5 Rock old c)"},
+    {"v1 stays in step with single frames", kStandard, kV2 + kMpegAudio + kOldV1,
      [](TagAPI& api) { return api.dropFrame("TPE1") && api.setContent({"9"}, "TRK") && api.setContent({"y"}, "TIT2"); },
      "v2(y   0 9 )v1(y  old b 1996 9 Rock old c)"},
-    {"a genre without a number is none in v1", kStandard, kV2 + kAudio + kV1,
+    {"a genre without a number is none in v1", kStandard, kV2 + kMpegAudio + kOldV1,
      [](TagAPI& api) { return api.setGenreName({"My own"}); },
      "v2(new t new a  0 7 My own )v1(old t old a old b 1996 5 old c)"},
-    {"every genre that has one is in v1", kStandard, kV2 + kAudio + kV1,
+    {"every genre that has one is in v1", kStandard, kV2 + kMpegAudio + kOldV1,
      [](TagAPI& api) { return api.setGenreName({"Psybient", "Rock"}); },
      "v2(new t new a  0 7 Psybient Rock )v1(old t old a old b 1996 5 Psybient old c)"},
-    {"v1 by preference", with(kStandard, {"Write V1 Always"}), kV2 + kAudio, kTitle,
+    {"v1 by preference", with(kStandard, {"Write V1 Always"}), kV2 + kMpegAudio, kTitle,
      "v2(x new a  0 7 )v1(x new a  0 7 )"},
-    {"v1 for the asking", kStandard, kV2 + kAudio, [](TagAPI& api) { return api.copyV2TagToV1Tag(); },
+    {"v1 for the asking", kStandard, kV2 + kMpegAudio, [](TagAPI& api) { return api.copyV2TagToV1Tag(); },
      "v2(new t new a  0 7 )v1(new t new a  0 7 )"},
-    {"what v2 lacks v1 keeps", kStandard, kV2 + kAudio + kV1, [](TagAPI& api) { return api.copyV2TagToV1Tag(); },
+    {"what v2 lacks v1 keeps", kStandard, kV2 + kMpegAudio + kOldV1, [](TagAPI& api) { return api.copyV2TagToV1Tag(); },
      "v2(new t new a  0 7 )v1(new t new a old b 1996 7 Rock old c)"},
-    {"what v1 lacks v2 keeps", kStandard, kDated + kAudio + kV1,
+    {"what v1 lacks v2 keeps", kStandard, kDated + kMpegAudio + kOldV1,
      [](TagAPI& api) {
          return api.copyV1TagToV2Tag() && api.getContentForFrameID("TDRC")->front() == FrameContent("1996-05-06");
      },
      "v2(old t old a old b 1996 5 Rock old c)v1(old t old a old b 1996 5 Rock old c)"},
-    {"drop v1", with(kStandard, {"Drop V1", "Write V2 Always"}), kV2 + kAudio + kV1, kTitle, "v2(x new a  0 7 )"},
-    {"drop v1, not without v2 always", with(kStandard, {"Drop V1"}), kV2 + kAudio + kV1, kTitle,
-     "v2(x new a  0 7 )v1(x old a old b 1996 5 Rock old c)"},
-    {"the system drops v1 too", with(kSystem, {"Drop V1", "Write V2 Always"}), kV2 + kAudio + kV1, kTitle,
+    {"drop v1", with(kStandard, {"Drop V1", "Write V2 Always"}), kV2 + kMpegAudio + kOldV1, kTitle,
      "v2(x new a  0 7 )"},
-    {"the system adds v1", kSystem, kV2 + kAudio, [](TagAPI& api) { return api.setArtist("x"); },
+    {"drop v1, not without v2 always", with(kStandard, {"Drop V1"}), kV2 + kMpegAudio + kOldV1, kTitle,
+     "v2(x new a  0 7 )v1(x old a old b 1996 5 Rock old c)"},
+    {"the system drops v1 too", with(kSystem, {"Drop V1", "Write V2 Always"}), kV2 + kMpegAudio + kOldV1, kTitle,
+     "v2(x new a  0 7 )"},
+    {"the system adds v1", kSystem, kV2 + kMpegAudio, [](TagAPI& api) { return api.setArtist("x"); },
      "v2(new t x  0 7 )v1(new t x  0 0 Blues )"},
-    {"the system's content is no change", kSystem, kV2 + kAudio,
+    {"the system's content is no change", kSystem, kV2 + kMpegAudio,
      [](TagAPI& api) { return api.setContent({"x"}, "TIT2"); }, "v2(new t new a  0 7 )"},
-    {"to 2.4", kStandard, kV2 + kAudio + kV1,
+    {"to 2.4", kStandard, kV2 + kMpegAudio + kOldV1,
      [](TagAPI& api) { return api.convertTagToV2(4) && api.v2TagVersion() == 4; },
      "v2(new t new a  0 7 )v1(old t old a old b 1996 5 Rock old c)"},
-    {"to the same", kStandard, kV2 + kAudio, [](TagAPI& api) { return api.convertTagToV2(3) && !api.isModified(); },
+    {"to the same", kStandard, kV2 + kMpegAudio, [](TagAPI& api) { return api.convertTagToV2(3) && !api.isModified(); },
      "v2(new t new a  0 7 )"},
-    {"to none", kStandard, kV2 + kAudio, [](TagAPI& api) { return !api.convertTagToV2(5) && !api.isModified(); },
+    {"to none", kStandard, kV2 + kMpegAudio, [](TagAPI& api) { return !api.convertTagToV2(5) && !api.isModified(); },
      "v2(new t new a  0 7 )"},
-    {"nothing to 2.4", kStandard, kAudio, [](TagAPI& api) { return api.convertTagToV2(4); }, ""},
-    {"v1 alone to 2.4", kStandard, kAudio + kV1,
+    {"nothing to 2.4", kStandard, kMpegAudio, [](TagAPI& api) { return api.convertTagToV2(4); }, ""},
+    {"v1 alone to 2.4", kStandard, kMpegAudio + kOldV1,
      [](TagAPI& api) { return api.convertTagToV2(4) && api.v2TagVersion() == 4; },
      "v2(old t old a old b 1996 5 Rock old c)v1(old t old a old b 1996 5 Rock old c)"},
-    {"the system converts to 2.2", kSystem, kV2 + kAudio,
+    {"the system converts to 2.2", kSystem, kV2 + kMpegAudio,
      [](TagAPI& api) {
          return api.convertTagToV2(3) && api.v2TagVersion() == 2 && api.getV2Tag()->minorVersion() == 3;
      },
@@ -246,7 +243,7 @@ TEST(TagAPIUpdateTest, AnUpdateWritesWhatWasChangedAndTheAudioStays) {
 TEST(TagAPIUpdateTest, CopyingToV1LeavesTheV2TagAsItWas) {
     const TemporaryFolder folder;
     const LogLines log;
-    const std::string path = folder.write("x.mp3", kDated + kAudio);
+    const std::string path = folder.write("x.mp3", kDated + kMpegAudio);
     for (const auto& preferences : {kSystem, kStandard}) {
         const auto api = apiWith(preferences);
         api->examineFile(path);
@@ -257,7 +254,7 @@ TEST(TagAPIUpdateTest, CopyingToV1LeavesTheV2TagAsItWas) {
         EXPECT_TRUE(api->isModified());
         EXPECT_TRUE(api->getV1Tag()->tagChanged());
 
-        api->examineFile(folder.write("none.mp3", kAudio));
+        api->examineFile(folder.write("none.mp3", kMpegAudio));
         EXPECT_FALSE(api->copyV2TagToV1Tag() || api->copyV1TagToV2Tag() || api->isModified());
     }
     EXPECT_THAT(log.all(), testing::Contains("copyV1TagToV2Tag: No v1 tag present to copy").Times(2));
@@ -266,14 +263,14 @@ TEST(TagAPIUpdateTest, CopyingToV1LeavesTheV2TagAsItWas) {
 
 TEST(TagAPIUpdateTest, TheSystemTakesAV1TagAloneIntoAnEmptyV2Tag) {
     const TemporaryFolder folder;
-    const std::string path = folder.write("x.mp3", kAudio + kV1);
+    const std::string path = folder.write("x.mp3", kMpegAudio + kOldV1);
     const auto api = apiWith(kSystem);
     EXPECT_TRUE(api->examineFile(path));
     EXPECT_FALSE(api->v2TagPresent() || api->isModified());
     EXPECT_THAT(api->getFrameList(), ElementsAre("TIT2", "TPE1", "TALB", "TYER", "TRCK", "TCON", "COMM"));
     EXPECT_EQ(api->getComments(), "old c") << "a year empties the comment in v1, which was read before";
     EXPECT_EQ(api->updateFile(), 0);
-    EXPECT_EQ(contentOf(path), kAudio + kV1) << "an examination is no change";
+    EXPECT_EQ(contentOf(path), kMpegAudio + kOldV1) << "an examination is no change";
     const auto other = apiWith(kStandard);
     EXPECT_TRUE(other->examineFile(path));
     EXPECT_THAT(other->getFrameList(), IsEmpty());
@@ -287,11 +284,11 @@ TEST(TagAPIUpdateTest, ARefusedUpdateSaysWhyAndInTheStandardDialectLeavesTheFile
         std::int32_t system, standard;
         const char* reason;
     } kCases[] = {
-        {"changed meanwhile", kV2 + kAudio + kV1, [](const std::string& path) { truncate(path.c_str(), 30'000); }, -3,
-         -3, "changed by another program"},
-        {"gone meanwhile", kV2 + kAudio + kV1, [](const std::string& path) { unlink(path.c_str()); }, -1, -3,
+        {"changed meanwhile", kV2 + kMpegAudio + kOldV1,
+         [](const std::string& path) { truncate(path.c_str(), 30'000); }, -3, -3, "changed by another program"},
+        {"gone meanwhile", kV2 + kMpegAudio + kOldV1, [](const std::string& path) { unlink(path.c_str()); }, -1, -3,
          "No such file"},
-        {"not read faithfully", tagOf(3, {{"TIT2", latin1("t")}}).substr(0, 60) + kAudio + kV1,
+        {"not read faithfully", tagOf(3, {{"TIT2", latin1("t")}}).substr(0, 60) + kMpegAudio + kOldV1,
          [](const std::string&) {}, -1, -3, "tag"},
     };
     const LogLines log;

@@ -7,7 +7,6 @@
 #include "id3/FrameStore.hpp"
 #include "util/Bytes.hpp"
 #include "util/Data.hpp"
-#include "util/Log.hpp"
 
 namespace quillet::test {
 
@@ -70,26 +69,12 @@ inline util::Data dataOf(std::string_view bytes) {
     return util::Data::copyOf(util::bytesOf(bytes));
 }
 
-/// The lines that are logged while this stands.
-class LogLines {
-  public:
-    LogLines() {
-        util::setLogSink([this](std::string_view line) { lines_.emplace_back(line); });
-    }
-    ~LogLines() { util::setLogSink({}); }
-    LogLines(const LogLines&) = delete;
-    LogLines& operator=(const LogLines&) = delete;
+/// More than a search block of what is no frame.
+inline const std::string kAudio = "\xff\xfb" + std::string(2000, '\x55');
 
-    /// How many lines hold `text`.
-    std::size_t count(std::string_view text = {}) const {
-        std::size_t found = 0;
-        for (const std::string& line : lines_) found += line.find(text) != std::string::npos;
-        return found;
-    }
-    const std::vector<std::string>& all() const { return lines_; }
-
-  private:
-    std::vector<std::string> lines_;
-};
+/// A zlib stream of `text`.
+inline std::string deflated(std::string_view text) {
+    return std::string(util::charactersOf(dataOf(text).deflate()->bytes()));
+}
 
 }  // namespace quillet::test

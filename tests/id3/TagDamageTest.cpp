@@ -3,6 +3,7 @@
 #include <random>
 
 #include "id3/id3V2Tag.hpp"
+#include "tests/LogLines.hpp"
 #include "tests/MemoryFile.hpp"
 #include "tests/id3/TagBytes.hpp"
 
@@ -12,30 +13,26 @@ namespace quillet {
 namespace {
 
 using namespace std::string_literals;
+using test::deflated;
 using test::frame20;
 using test::frame23;
 using test::frame24;
 using test::frameOf;
+using test::kAudio;
 using test::number;
 using test::synchsafeNumber;
 using test::tagOf;
-
-const std::string kAudio = "\xff\xfb" + std::string(1200, '\x55');
-
-std::string compressed(const std::string& text) {
-    return std::string(util::charactersOf(test::dataOf(text).deflate()->bytes()));
-}
 
 const std::string kTags[] = {
     tagOf(2, 0x80, frame20("TT2", "a\xff\0bc"s) + frame20("PIC", std::string(300, 'p')) + frame20("TP1", "x")) + kAudio,
     tagOf(3, 0xC0,
           number(6, 4) + "\0\0\0\0\0\1"s + frame23("TIT2", "\xff\0abc"s) +
-              frame23("TALB", number(50, 4) + compressed(std::string(50, 'z')), 0x0080) + frame23("TPE1", "x") +
+              frame23("TALB", number(50, 4) + deflated(std::string(50, 'z')), 0x0080) + frame23("TPE1", "x") +
               std::string(900, '\0')) +
         kAudio,
     tagOf(4, 0x40,
           synchsafeNumber(6) + "\1\0"s + frame24("TIT2", synchsafeNumber(3) + "\xff\0ab"s, 0x0003) +
-              frame24("TALB", synchsafeNumber(50) + compressed(std::string(50, 'z')), 0x0009) +
+              frame24("TALB", synchsafeNumber(50) + deflated(std::string(50, 'z')), 0x0009) +
               frame24("APIC", std::string(900, 'p')) + frame24("TPE1", "x")) +
         kAudio,
     tagOf(4, 0,
@@ -96,7 +93,7 @@ TEST(TagDamage, ASizeFieldOfAnyValueIsSurvived) {
 }
 
 TEST(TagDamage, NestedLiesStayWithinTheFile) {
-    const std::string bomb = number(0xFFFFFFFF, 4) + compressed(std::string(9'000'000, '\0'));
+    const std::string bomb = number(0xFFFFFFFF, 4) + deflated(std::string(9'000'000, '\0'));
     const std::string lies[] = {
         // A frame longer than its tag, in a tag longer than its file, behind an extended header longer than both.
         test::tagHeader(3, 0x40, 0x0FFFFFFF) + number(0x7FFFFFFF, 4) + frameOf("TIT2", "\x7f\xff\xff\xff", "x", 0x00E0),

@@ -4,6 +4,7 @@
 #include "id3/Unsynchronisation.hpp"
 #include "id3/V20FrameSet.hpp"
 #include "id3/id3V2Tag.hpp"
+#include "tests/LogLines.hpp"
 #include "tests/MemoryFile.hpp"
 #include "tests/id3/TagBytes.hpp"
 
@@ -13,17 +14,18 @@ namespace quillet {
 namespace {
 
 using namespace std::string_literals;
+using test::deflated;
 using test::frame20;
 using test::frame23;
 using test::frame24;
 using test::frameOf;
+using test::kAudio;
 using test::number;
 using test::synchsafeNumber;
 using test::tagHeader;
 using test::tagOf;
 
-const std::string kAudio = "\xff\xfb" + std::string(2000, '\x55');
-const std::string kTitle = frame23("TIT2", "abc");
+const std::string kTitleFrame = frame23("TIT2", "abc");
 
 /// Frames, where the audio begins, padding and remarks: "TIT2=abc; audio 25; padding 2; a remark".
 std::string told(const std::string& content, const Dialect& dialect, bool wholeFile = false) {
@@ -42,10 +44,6 @@ std::string told(const std::string& content, const Dialect& dialect, bool wholeF
     return result;
 }
 
-std::string deflated(const std::string& text) {
-    return std::string(util::charactersOf(test::dataOf(text).deflate()->bytes()));
-}
-
 struct EntryCase {
     const char* name;
     bool Dialect::* entry;
@@ -61,19 +59,21 @@ const std::string kNotPadding = "; bytes behind the last frame are no padding";
 
 const EntryCase kEntries[] = {
     {"takesAnyHeader: a size byte of 80", &Dialect::takesAnyHeader,
-     "ID3\3\0\0\0\0\1\x8d"s + tagOf(3, 0, kTitle) + kAudio, "; audio 23; padding 13" + kNotPadding,
+     "ID3\3\0\0\0\0\1\x8d"s + tagOf(3, 0, kTitleFrame) + kAudio, "; audio 23; padding 13" + kNotPadding,
      "TIT2=abc; audio 33; padding 0"},
-    {"takesAnyHeader: a version of FF", &Dialect::takesAnyHeader, tagOf(0xFF, 0, "") + tagOf(3, 0, kTitle) + kAudio,
+    {"takesAnyHeader: a version of FF", &Dialect::takesAnyHeader,
+     tagOf(0xFF, 0, "") + tagOf(3, 0, kTitleFrame) + kAudio,
      "; audio 10; padding 0; a tag of version 2.255 cannot be read", "TIT2=abc; audio 33; padding 0"},
-    {"walksPastTheTag", &Dialect::walksPastTheTag, tagOf(3, 0, kTitle) + frame23("TPE1", "no") + kAudio,
+    {"walksPastTheTag", &Dialect::walksPastTheTag, tagOf(3, 0, kTitleFrame) + frame23("TPE1", "no") + kAudio,
      "TIT2=abc TPE1=no; audio 23; padding -12", "TIT2=abc; audio 23; padding 0"},
-    {"leavesHeaderOutOfAudioStart", &Dialect::leavesHeaderOutOfAudioStart, "junk" + tagOf(3, 0, kTitle) + kAudio,
+    {"leavesHeaderOutOfAudioStart", &Dialect::leavesHeaderOutOfAudioStart, "junk" + tagOf(3, 0, kTitleFrame) + kAudio,
      "TIT2=abc; audio 17; padding 0", "TIT2=abc; audio 27; padding 0"},
     {"passesExtendedHeaderTwice", &Dialect::passesExtendedHeaderTwice,
-     tagOf(3, 0x40, number(6, 4) + "abcdef" + std::string(10, '\0') + kTitle + kLarge) + kAudio,
+     tagOf(3, 0x40, number(6, 4) + "abcdef" + std::string(10, '\0') + kTitleFrame + kLarge) + kAudio,
      "TIT2=abc; audio 1043; padding 1010", "; audio 1043; padding 1023" + kNotPadding},
     {"readsExtendedHeaderInOneWay: 2.3", &Dialect::readsExtendedHeaderInOneWay,
-     tagOf(3, 0x40, number(0x106, 4) + std::string(0x86, 'x') + frame23("TPE1", std::string(0x76, '\0')) + kTitle) +
+     tagOf(3, 0x40,
+           number(0x106, 4) + std::string(0x86, 'x') + frame23("TPE1", std::string(0x76, '\0')) + kTitleFrame) +
          kAudio,
      "TPE1=" + std::string(0x76, '\0') + " TIT2=abc; audio 289; padding 0", "TIT2=abc; audio 289; padding 0"},
     {"readsExtendedHeaderInOneWay: 2.4", &Dialect::readsExtendedHeaderInOneWay,
@@ -94,18 +94,18 @@ const EntryCase kEntries[] = {
     {"takesExperimentForFooter: a footer", &Dialect::takesExperimentForFooter,
      tagOf(4, 0x10, frame24("TIT2", "abc")) + "3DI" + kAudio, "TIT2=abc; audio 23; padding 0",
      "TIT2=abc; audio 33; padding 0"},
-    {"countsHeaderInCutTag", &Dialect::countsHeaderInCutTag, tagHeader(3, 0, 1000) + kTitle + std::string(7, '\0'),
+    {"countsHeaderInCutTag", &Dialect::countsHeaderInCutTag, tagHeader(3, 0, 1000) + kTitleFrame + std::string(7, '\0'),
      "TIT2=abc; audio 40; padding 17", "TIT2=abc; audio 30; padding 7; the tag is longer than the file"},
     {"countsExtendedHeaderAsPadding", &Dialect::countsExtendedHeaderAsPadding,
-     tagOf(3, 0x40, number(6, 4) + "abcdef" + kTitle + "\0\0"s) + kAudio, "TIT2=abc; audio 35; padding 12",
+     tagOf(3, 0x40, number(6, 4) + "abcdef" + kTitleFrame + "\0\0"s) + kAudio, "TIT2=abc; audio 35; padding 12",
      "TIT2=abc; audio 35; padding 2"},
     {"readsCompressedTags", &Dialect::readsCompressedTags, tagOf(2, 0x40, frame20("TT2", "abc")) + kAudio,
      "TT2=abc; audio 19; padding 0", "; audio 19; padding 0; the tag is compressed"},
     {"takesLastTag", &Dialect::takesLastTag,
-     tagOf(3, 0, kTitle) + std::string(9000, '\0') + tagOf(3, 0, frame23("TIT2", "last")) + kAudio,
+     tagOf(3, 0, kTitleFrame) + std::string(9000, '\0') + tagOf(3, 0, frame23("TIT2", "last")) + kAudio,
      "TIT2=last; audio 9047; padding 0", "TIT2=abc; audio 23; padding 0", true},
     {"guessesRoomForFrames", &Dialect::guessesRoomForFrames,
-     tagOf(3, 0, kTitle + frameOf("TPE1", number(900, 4), "cut", 0)) + kAudio, "TIT2=abc; audio 36; padding -10",
+     tagOf(3, 0, kTitleFrame + frameOf("TPE1", number(900, 4), "cut", 0)) + kAudio, "TIT2=abc; audio 36; padding -10",
      "TIT2=abc TPE1=cut; audio 36; padding 0; frame TPE1 is longer than the tag"},
     {"guessesRoomForFrames: a size below 0", &Dialect::guessesRoomForFrames,
      tagOf(3, 0, frameOf("TIT2", "\xff\xff\xff\xff", "x", 0)) + kAudio, "; audio 21; padding 2" + kNotPadding,
@@ -118,8 +118,9 @@ const EntryCase kEntries[] = {
      "TIT2=abc TPE1=" + std::string(128, 'x') + "; audio 499; padding 338" + kNotPadding,
      "TIT2=abc TPE1=" + std::string(256, 'x') + " TALB=" + std::string(200, 'y') +
          "; audio 499; padding 0; the sizes of the frames are plain numbers"},
-    {"takesSpaceInIdentifiers", &Dialect::takesSpaceInIdentifiers, tagOf(3, 0, kTitle + frame23("TT2 ", "x")) + kAudio,
-     "TIT2=abc TT2 =x; audio 34; padding 0", "TIT2=abc; audio 34; padding 11" + kNotPadding},
+    {"takesSpaceInIdentifiers", &Dialect::takesSpaceInIdentifiers,
+     tagOf(3, 0, kTitleFrame + frame23("TT2 ", "x")) + kAudio, "TIT2=abc TT2 =x; audio 34; padding 0",
+     "TIT2=abc; audio 34; padding 11" + kNotPadding},
     {"stopsAtOldIdentifiers", &Dialect::stopsAtOldIdentifiers,
      tagOf(3, 0, frame23("TT2\0"s, "abc") + frame23("XYZ\0"s, "x")) + kAudio, "; audio 34; padding 24" + kNotPadding,
      "TIT2=abc XYZ=x; audio 34; padding 0; frame TIT2 stands under an identifier of version 2.2; frame XYZ stands "
@@ -158,7 +159,7 @@ TEST(TagDialect, ALargeFrameIsCutOrNot) {
 }
 
 TEST(TagDialect, AnEmptyTagKeepsTheMarkOfAnExtendedHeader) {
-    const test::MemoryFile file(tagOf(3, 0x40, number(6, 4) + "abcdef" + kTitle) + kAudio);
+    const test::MemoryFile file(tagOf(3, 0x40, number(6, 4) + "abcdef" + kTitleFrame) + kAudio);
     for (const Dialect* dialect : {&kSystemDialect, &kStandardDialect}) {
         id3V2Tag tag(FrameLibrary(), *dialect);
         tag.openPath(file.path());
@@ -177,14 +178,14 @@ const std::string kArtist = frame24("TPE1", "x");
 
 // What is read by the standards, or remarked upon where it cannot be.
 const StandardCase kStandard[] = {
-    {"2.3 extended header with a sum", tagOf(3, 0x40, number(10, 4) + std::string(10, '\1') + kTitle) + kAudio,
+    {"2.3 extended header with a sum", tagOf(3, 0x40, number(10, 4) + std::string(10, '\1') + kTitleFrame) + kAudio,
      "TIT2=abc; audio 37; padding 0"},
     {"2.3 extended header, unsynchronised with the tag",
-     tagOf(3, 0xC0, number(10, 4) + "\0\0\0\0\0\0\xff\0\xff\0\1\1"s + kTitle) + kAudio,
+     tagOf(3, 0xC0, number(10, 4) + "\0\0\0\0\0\0\xff\0\xff\0\1\1"s + kTitleFrame) + kAudio,
      "TIT2=abc; audio 39; padding 0"},
-    {"an extended header that is missing", tagOf(3, 0x40, kTitle) + kAudio,
+    {"an extended header that is missing", tagOf(3, 0x40, kTitleFrame) + kAudio,
      "TIT2=abc; audio 23; padding 0; the extended header is missing"},
-    {"an extended header longer than the tag", tagOf(3, 0x40, number(100, 4) + kTitle) + kAudio,
+    {"an extended header longer than the tag", tagOf(3, 0x40, number(100, 4) + kTitleFrame) + kAudio,
      "; audio 27; padding 0; the extended header does not have the length it states"},
     {"an extended header shorter than its size field", tagOf(4, 0x40, synchsafeNumber(3) + kArtist) + kAudio,
      "TPE1=x; audio 25; padding 0; the extended header does not have the length it states"},
@@ -226,7 +227,7 @@ const StandardCase kStandard[] = {
      "TIT2=abc TPE1=x; audio 46; padding 0; frame TIT2 is not as long as it states"},
     {"compressed, but no stream", tagOf(3, 0, frame23("TIT2", number(3, 4) + "abc", 0x0080)) + kAudio,
      "TIT2=(none); audio 27; padding 0; frame TIT2 cannot be decompressed"},
-    {"junk in the padding", tagOf(3, 0, kTitle + std::string(100, '\0') + "x" + std::string(100, '\0')) + kAudio,
+    {"junk in the padding", tagOf(3, 0, kTitleFrame + std::string(100, '\0') + "x" + std::string(100, '\0')) + kAudio,
      "TIT2=abc; audio 224; padding 201" + kNotPadding},
     {"2.4 plain sizes, one frame that is cut",
      tagHeader(4, 0, 500) + frameOf("TIT2", number(200, 4), std::string(100, 'x'), 0),
@@ -246,7 +247,7 @@ const StandardCase kStandard[] = {
      "TIT2=" + std::string(128, 'x') + std::string(128, '\0') +
          " TPE1=x; audio 287; padding 0; the sizes of the frames are plain "
          "numbers"},
-    {"version 5", tagOf(5, 0, kTitle) + kAudio, "; audio 23; padding 0; a tag of version 2.5 cannot be read"},
+    {"version 5", tagOf(5, 0, kTitleFrame) + kAudio, "; audio 23; padding 0; a tag of version 2.5 cannot be read"},
 };
 
 TEST(TagDialect, ReadsByTheStandards) {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/LogLines.hpp"
 #include "tests/TemporaryFolder.hpp"
 #include "tests/id3/MpegFrames.hpp"
 

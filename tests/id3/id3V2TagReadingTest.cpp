@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "id3/id3V2Tag.hpp"
+#include "tests/LogLines.hpp"
 #include "tests/MemoryFile.hpp"
 #include "tests/id3/TagBytes.hpp"
 
@@ -13,6 +14,7 @@ using namespace std::string_literals;
 using test::frame20;
 using test::frame23;
 using test::frame24;
+using test::kAudio;
 using test::listed;
 using test::LogLines;
 using test::number;
@@ -25,8 +27,6 @@ const std::string kBeyondEnd =
     "length";
 const std::string kExtendedTooLong =
     "Problem detected when parsing v2 tag: extendedHeaderLength > tag length, guessing extended header length";
-/// More than a search block of what is no frame.
-const std::string kAudio = "\xff\xfb" + std::string(2000, '\x55');
 const std::string kTitle = frame23("TIT2", "abc");
 
 struct ReadCase {

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "id3/Limits.hpp"
+#include "tests/LogLines.hpp"
 #include "tests/id3/FilledTag.hpp"
 
 namespace quillet {

@@ -6,6 +6,7 @@
 #include <csignal>
 
 #include "id3/id3V2Tag.hpp"
+#include "tests/LogLines.hpp"
 #include "tests/TemporaryFolder.hpp"
 #include "tests/id3/TagBytes.hpp"
 
@@ -30,7 +31,7 @@ std::string audioBytes() {
         bytes += static_cast<char>(value >> 16);
     return bytes;
 }
-const std::string kAudio = audioBytes();
+const std::string kNoisyAudio = audioBytes();
 const std::string kRecord = "TAG" + std::string(125, 'v');
 const std::string kRoom(200, '\0');
 
@@ -79,8 +80,8 @@ const FileCase kFiles[] = {
     // The system's copy leaves the old tag in the file.
     {"behind something", "something" + tagOf(3, 0, kOthers3 + kRoom), "rewritten", "rewritten", "TIT2 XYZA TPE1",
      "something"},
-    {"a chance find in the audio", kAudio.substr(0, 100) + tagHeader(3, 0, 0), "rewritten", kUncertain},
-    {"behind a frame of audio", kAudio.substr(0, 100) + tagOf(3, 0, kOthers3), "rewritten", kUncertain},
+    {"a chance find in the audio", kNoisyAudio.substr(0, 100) + tagHeader(3, 0, 0), "rewritten", kUncertain},
+    {"behind a frame of audio", kNoisyAudio.substr(0, 100) + tagOf(3, 0, kOthers3), "rewritten", kUncertain},
     {"longer than the file", tagHeader(3, 0, 900'000) + kOthers3, kUncertain,
      kUnfaithful + "the tag is longer than the file, bytes behind the last frame are no padding"},
     {"ends in the audio", tagHeader(3, 0, kOthers3.size() + 3000) + kOthers3, kUncertain,
@@ -126,7 +127,7 @@ void saveAgainAndAgain(const FileCase& one, const Dialect& dialect) {
     SCOPED_TRACE(std::string(one.name) + (dialect.system ? ", system dialect" : ", standard dialect"));
     const test::TemporaryFolder folder;
     const test::LogLines log;
-    const std::string before = one.front + kAudio + kRecord;
+    const std::string before = one.front + kNoisyAudio + kRecord;
     const std::string path = folder.write("a.mp3", before);
     const std::string& wanted = dialect.system ? one.system : one.standard;
 
@@ -155,7 +156,7 @@ void saveAgainAndAgain(const FileCase& one, const Dialect& dialect) {
         }
         last = content;
         const std::string kept = behindTag(content);
-        ASSERT_TRUE(dialect.system ? kept.ends_with(kAudio + kRecord) : kept == one.kept + kAudio + kRecord);
+        ASSERT_TRUE(dialect.system ? kept.ends_with(kNoisyAudio + kRecord) : kept == one.kept + kNoisyAudio + kRecord);
         id3V2Tag found(FrameLibrary(), dialect);
         found.openPath(path);
         ASSERT_EQ(found.getTitle(), title);
@@ -183,7 +184,7 @@ std::string savedWithTitle(id3V2Tag& tag, const std::string& path, const std::st
 
 TEST(id3V2TagWriting, LeavesAFileThatIsNotTheOneThatWasRead) {
     const test::TemporaryFolder folder;
-    const std::string before = tagOf(3, 0, kOthers3 + kRoom) + kAudio;
+    const std::string before = tagOf(3, 0, kOthers3 + kRoom) + kNoisyAudio;
     const std::string path = folder.write("a.mp3", before);
     const std::string changed = "was changed by another program meanwhile";
 
@@ -195,9 +196,9 @@ TEST(id3V2TagWriting, LeavesAFileThatIsNotTheOneThatWasRead) {
     EXPECT_EQ(savedWithTitle(tag, path), changed);
     EXPECT_TRUE(contentOf(path) == before);
     tag = opened(path);
-    tag.setPath(folder.write("c.mp3", kAudio));
+    tag.setPath(folder.write("c.mp3", kNoisyAudio));
     EXPECT_EQ(savedWithTitle(tag, folder / "c.mp3"), changed);
-    EXPECT_TRUE(contentOf(folder / "c.mp3") == kAudio);
+    EXPECT_TRUE(contentOf(folder / "c.mp3") == kNoisyAudio);
 
     tag = opened(path);
     std::filesystem::remove(path);
@@ -208,7 +209,7 @@ TEST(id3V2TagWriting, LeavesAFileThatIsNotTheOneThatWasRead) {
 
 TEST(id3V2TagWriting, KeepsLinksAsTheyAre) {
     const test::TemporaryFolder folder;
-    const std::string before = tagOf(3, 0, kOthers3 + kRoom) + kAudio;
+    const std::string before = tagOf(3, 0, kOthers3 + kRoom) + kNoisyAudio;
     const std::string path = folder.write("a.mp3", before);
     std::filesystem::create_symlink("a.mp3", folder / "link.mp3");
     for (const std::size_t length : {3U, 3000U}) {
@@ -233,8 +234,8 @@ TEST(id3V2TagWriting, MeasuresThreeGigabytesIn64Bits) {
     const test::TemporaryFolder folder;
     for (const auto& [room, outcome] :
          {std::pair(100'000, "in place"), std::pair(20'000, "cannot be written: File too large")}) {
-        const std::string path =
-            folder.write("a.mp3", tagOf(3, 0, kOthers3 + std::string(static_cast<std::size_t>(room), '\0')) + kAudio);
+        const std::string path = folder.write(
+            "a.mp3", tagOf(3, 0, kOthers3 + std::string(static_cast<std::size_t>(room), '\0')) + kNoisyAudio);
         std::filesystem::resize_file(path, 3'000'000'000);
         const rlimit limit{.rlim_cur = 1'000'000, .rlim_max = RLIM_INFINITY};
         const rlimit none{.rlim_cur = RLIM_INFINITY, .rlim_max = RLIM_INFINITY};
@@ -251,11 +252,11 @@ TEST(id3V2TagWriting, MeasuresThreeGigabytesIn64Bits) {
 TEST(id3V2TagWriting, ForcedKeepsWhatItCouldNotRead) {
     const test::TemporaryFolder folder;
     const std::string front = tagHeader(3, 0, kOthers3.size() + 3000) + kOthers3;
-    const std::string path = folder.write("a.mp3", front + kAudio);
+    const std::string path = folder.write("a.mp3", front + kNoisyAudio);
     id3V2Tag tag = opened(path);
     tag.setSaveOptions({.file = {}, .force = true});
     EXPECT_EQ(savedWithTitle(tag, path), "rewritten");
-    EXPECT_TRUE(behindTag(contentOf(path)) == kAudio);
+    EXPECT_TRUE(behindTag(contentOf(path)) == kNoisyAudio);
     EXPECT_EQ(opened(path).frames().all().size(), 3);
 }
 
@@ -320,7 +321,7 @@ TEST(id3V2TagWriting, RendersHeadersAndOrder) {
     add("COMM", large);
     add("TIT2", "small 2");
     const test::TemporaryFolder folder;
-    tag.setPath(folder.write("a.mp3", kAudio));
+    tag.setPath(folder.write("a.mp3", kNoisyAudio));
     ASSERT_TRUE(tag.writeTag());
     const id3V2Tag found = opened(folder / "a.mp3");
     EXPECT_EQ(test::listed(found.frames().all()),

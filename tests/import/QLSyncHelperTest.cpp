@@ -68,12 +68,12 @@ TEST_F(SyncTest, WhatIsDroppedIsMovedUnderRandomNamesImportedAndFiledOnceTheFold
     EXPECT_THAT(platform.messaging.sent, ElementsAre("QLSyncSuccess"));
     EXPECT_TRUE(platform.loop.changed) << "watches again";
     ASSERT_THAT(platform.library.imports, SizeIs(3));
-    const char* kNames[] = {"/[A-Z0-9]{20}\\.m4a", "/[A-Z0-9]{20}\\.MP3", "/[A-Z0-9]{20}\\."};
-    const char* kContents[] = {"aaaa", "bb", "n"};
+    const char* names[] = {"/[A-Z0-9]{20}\\.m4a", "/[A-Z0-9]{20}\\.MP3", "/[A-Z0-9]{20}\\."};
+    const char* contents[] = {"aaaa", "bb", "n"};
     for (std::size_t i = 0; i < 3; ++i) {
         const TrackImport& track = *platform.library.imports[i];
-        EXPECT_THAT(track.assetFilePath.substr(platform.at(kMedia).size()), MatchesRegex(kNames[i]));
-        EXPECT_EQ(contentOf(track.assetFilePath), kContents[i]);
+        EXPECT_THAT(track.assetFilePath.substr(platform.at(kMedia).size()), MatchesRegex(names[i]));
+        EXPECT_EQ(contentOf(track.assetFilePath), contents[i]);
         EXPECT_EQ(track.mediaType, 8U);
         EXPECT_FALSE(track.shouldAddToPurchasedPlaylist);
         EXPECT_EQ(track.values.at("item_extra.title"), "T");

@@ -16,6 +16,7 @@ namespace quillet::util {
 namespace {
 
 using test::contentOf;
+using test::statOf;
 using test::TemporaryFolder;
 using Names = std::vector<std::string>;
 
@@ -36,12 +37,6 @@ FileStamp stampOf(const FileDescriptor& file) {
 int rewrite(const std::string& path, const std::string& front, const std::vector<FileRange>& kept) {
     const FileDescriptor old = openForReading(path);
     return rewriteFile(path, old, stampOf(old), bytesOf(front), kept, kUnsynced).error();
-}
-
-struct stat statOf(const std::string& path) {
-    struct stat facts{};
-    EXPECT_EQ(lstat(path.c_str(), &facts), 0) << path;
-    return facts;
 }
 
 /// An access list that lets the owner read and write and the user 1234 read, under `mask`.

@@ -15,13 +15,8 @@ namespace {
 
 using Names = std::vector<std::string>;
 using test::contentOf;
+using test::statOf;
 using test::TemporaryFolder;
-
-struct stat statOf(const std::string& path) {
-    struct stat facts{};
-    EXPECT_EQ(lstat(path.c_str(), &facts), 0) << path;
-    return facts;
-}
 
 TEST(Files, SayWhatStandsAtAPathAndListAFolderByTheBytesOfItsNames) {
     const TemporaryFolder folder;
