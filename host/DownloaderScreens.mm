@@ -85,7 +85,8 @@ void importFiles(id screen, SEL /*selector*/, id fileNames) {
     const id variable = objectVariable(screen, "_filesToImport");
     NSMutableArray* const filesToImport = [variable isKindOfClass:[NSMutableArray class]] ? variable : nil;
     [filesToImport removeAllObjects];
-    for (id fileName in fileNames) {
+    // What the app hands over is walked where it can be.
+    for (id fileName in answering(fileNames, @selector(countByEnumeratingWithState:objects:count:))) {
         [filesToImport addObject:fileName];
         const std::string name = textOf(textIn(fileName));
         (void)handOver(hostPlatform().paths, name, name);

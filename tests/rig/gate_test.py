@@ -19,7 +19,8 @@ class Gate(Scenario):
         self.assertEqual(self.device.files(), ["var/mobile/Media/Downloads"])
 
     def test_from_7_on_the_downloader_gets_the_table(self):
-        for version in ("7.0", "7.0.4", "7.1", "8.4", "10.0"):
+        # the last is 7 in single precision, which is what is compared
+        for version in ("7.0", "7.0.4", "7.1", "8.4", "10.0", "6.99999999"):
             with self.subTest(version=version):
                 app = self.downloader(version=version)
                 self.assertEqual(app.loading, TABLE + [IDENTIFIER_REPLACED])

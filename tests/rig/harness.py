@@ -35,8 +35,8 @@ TABLE = ["hook SPTransfer connectionDidFinishLoading:",
 
 
 class App:
-    """A process whose main bundle bears `identifier`. `without` names classes, variables and methods that it lacks;
-    an `old_table` has a setOffset: of its own."""
+    """A process whose main bundle bears `identifier`. `without` names classes, variables and methods that it lacks
+    ("UIView", "UIView.setFrame:"), and variables that are numbers in it ("SPTransfer.theFilename#"); an `old_table` has a setOffset: of its own."""
 
     def __init__(self, device, identifier, version="7.0", answer=ANSWER, without="", old_table=False,
                  importer=None, teller=None):

@@ -42,6 +42,20 @@ class Imports(Scenario):
         self.assertEqual(app.do("import"), SERVED + ["files: []"])
         self.assert_ends(app)
 
+    def test_what_is_no_list_of_names_brings_nothing_down(self):
+        listed = ["file added: 7; dropped: []", "file added: one.mp3; dropped: []",
+                  'file added: <null>; dropped: ["one.mp3"]', 'files: [7, "one.mp3", <null>]']
+        app = self.downloader()
+        for odd, lines in ((None, ["files: []"]), ("text", ["files: []"]), ("number", ["files: []"]),
+                           ("set", ["file added: one.mp3; dropped: []", 'files: ["one.mp3"]']), ("numbers", listed)):
+            with self.subTest(odd=odd):
+                self.put("one.mp3")
+                self.assertEqual(app.do("import-odd", odd), SERVED + lines)
+                self.assertEqual([path.read_text() for path in self.device.drop.iterdir()],
+                                 ["one.mp3"] if len(lines) > 1 else [])
+                (self.device.drop / "one.mp3").unlink(missing_ok=True)
+        self.assert_ends(app)
+
     def test_a_file_that_is_not_there_is_listed_and_not_moved(self):
         self.put("here.mp3", "last.mp3", "../beside.mp3")
         app = self.downloader()
@@ -69,7 +83,7 @@ class Imports(Scenario):
         app = self.downloader()
         for name, done in (("QLSyncSuccess", DONE), ("qlsyncsuccess", DONE[1:]), ("QLSyncSuccess ", DONE[1:]),
                            ("Another", DONE[1:]), ("", DONE[1:]), (None, DONE[1:])):
-            for user_info in (None, "thing"):
+            for user_info in (None, "text", "number", "null", "nested"):
                 with self.subTest(name=name, user_info=user_info):
                     self.assertEqual(app.do("message", name, user_info), done + ["reply: (null)"])
         self.assert_ends(app)
@@ -99,6 +113,7 @@ class Imports(Scenario):
                 ("MPMusicPlayerController.iPodMusicPlayer", served + emptied + [added, one]),
                 ("MPMusicPlayerController.repeatMode", served + emptied + [added, one]),
                 ("ImportViewController._filesToImport", SERVED[:3] + [none]),
+                ("ImportViewController._filesToImport#", SERVED[:3] + [none]),
                 ("ImportViewController.libraryManagerWritingSucceded", SERVED + [added, one]),
                 ("DownloadsViewController", SERVED + [added, one])):
             with self.subTest(missing=missing):

@@ -73,7 +73,7 @@ class Library(Scenario):
         app.do("version")
         self.assertEqual(list(self.device.records()), ["0"])
         self.assertEqual(len(list(self.device.music.iterdir())), 2)
-        app.end()
+        self.assert_ends(app)
 
     def test_a_class_that_the_app_lacks_costs_what_it_does(self):
         unread = "log: the music library cannot be read; nothing is added again"

@@ -17,9 +17,9 @@ class Shims(Scenario):
                     self.assertEqual(app.do("identifier"), ["asked: UniqueDeviceID", f"uniqueIdentifier: {ANSWER}"])
                     self.assert_ends(app)
 
-    def test_the_identifier_is_nil_where_nobody_answers(self):
+    def test_the_identifier_is_nil_where_nobody_answers_with_text(self):
         for without in ("", "UIDevice.uniqueIdentifier"):
-            for answer, asked in ((None, []), ("", ["asked: UniqueDeviceID"])):
+            for answer, asked in ((None, []), ("", ["asked: UniqueDeviceID"]), ("7", ["asked: UniqueDeviceID"])):
                 with self.subTest(without=without, answer=answer):
                     app = self.downloader(without=without, answer=answer)
                     self.assertEqual(app.do("identifier"), asked + ["uniqueIdentifier: (null)"])
@@ -98,6 +98,7 @@ class Shims(Scenario):
     def test_a_cell_without_a_variable_or_an_initialiser_of_its_own_lives(self):
         for missing, maker, bar in (
                 ("TransfersViewCell._progressBar", "transfer's cell", "(null)"),
+                ("TransfersViewCell._progressBar#", "transfer's cell", "(null)"),
                 ("UIProgressView", "transfer's cell", "(null)"),
                 ("UIView.setFrame:", "transfer's cell", "(10, 20) 200 x 9"),
                 ("TransfersViewCell.initWithFrame:reuseIdentifier:", "cell", "(null)")):

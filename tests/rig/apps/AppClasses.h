@@ -19,7 +19,8 @@ void makeAppClasses();
 
 /// What the object variable `name` holds, not retained; nil where there is no such variable.
 id variableOf(id object, const char* name);
-/// Puts `value` there and keeps it; does nothing where there is no such variable.
+/// Puts `value` there and keeps it, or a number where the variable is one; does nothing where there is no such
+/// variable.
 void setVariable(id object, const char* name, id value);
 
 }  // namespace quillet::rig

@@ -3,7 +3,9 @@
 #include <objc/runtime.h>
 
 #include <bit>
+#include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 
 namespace quillet::rig {
@@ -52,11 +54,12 @@ void makeClass(const AppClass& wanted) {
     unsigned count = 0;
     Ivar* const variables = class_copyIvarList(pattern, &count);
     for (unsigned i = 0; i < count; ++i) {
-        const char* const types = ivar_getTypeEncoding(variables[i]);
+        const std::string name = nameOf(wanted, ivar_getName(variables[i]));
+        const char* const types = isLeftOut(name + '#') ? @encode(std::uintptr_t) : ivar_getTypeEncoding(variables[i]);
         NSUInteger size = 0;
         NSUInteger alignment = 0;
         NSGetSizeAndAlignment(types, &size, &alignment);
-        if (!isLeftOut(nameOf(wanted, ivar_getName(variables[i]))))
+        if (!isLeftOut(name))
             class_addIvar(made, ivar_getName(variables[i]), size,
                           static_cast<unsigned char>(std::countr_zero(alignment)), types);
     }
@@ -64,6 +67,10 @@ void makeClass(const AppClass& wanted) {
     copyMethods(pattern, made, wanted);
     copyMethods(object_getClass(pattern), object_getClass(made), wanted);
     objc_registerClassPair(made);
+}
+
+bool holdsObject(Ivar variable) {
+    return ivar_getTypeEncoding(variable)[0] == '@';
 }
 
 }  // namespace
@@ -81,12 +88,17 @@ void makeAppClasses() {
 
 id variableOf(id object, const char* name) {
     const Ivar variable = class_getInstanceVariable(object_getClass(object), name);
-    return variable == nullptr ? nil : object_getIvar(object, variable);
+    return variable == nullptr || !holdsObject(variable) ? nil : object_getIvar(object, variable);
 }
 
 void setVariable(id object, const char* name, id value) {
-    if (const Ivar variable = class_getInstanceVariable(object_getClass(object), name))
+    const Ivar variable = class_getInstanceVariable(object_getClass(object), name);
+    if (variable == nullptr) return;
+    constexpr std::uintptr_t kNoAddress = 7;
+    if (holdsObject(variable))
         object_setIvar(object, variable, [value retain]);
+    else
+        std::memcpy(reinterpret_cast<char*>(object) + ivar_getOffset(variable), &kNoAddress, sizeof kNoAddress);
 }
 
 }  // namespace quillet::rig

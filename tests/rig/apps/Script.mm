@@ -104,9 +104,27 @@ void importFiles(const Words& words) {
     record(@"files: %@", rigDescription(variableOf(importScreen(), "_filesToImport")));
 }
 
+/// An object that no app should hand over, by its name.
+id oddObject(NSString* name) {
+    NSDictionary* const objects = @{
+        @"text" : @"one.mp3",
+        @"number" : @7,
+        @"null" : [NSNull null],
+        @"set" : [NSSet setWithObject:@"one.mp3"],
+        @"numbers" : @[ @7, @"one.mp3", [NSNull null] ],
+        @"nested" : @{@7 : [NSNull null]},
+    };
+    return [objects objectForKey:name];
+}
+
+void importOddFiles(const Words& words) {
+    [importScreen() importFiles:oddObject(words.at(0))];
+    record(@"files: %@", rigDescription(variableOf(importScreen(), "_filesToImport")));
+}
+
 /// NAME USERINFO
 void handleMessage(const Words& words) {
-    NSDictionary* const userInfo = words.at(1) == nil ? nil : @{@"any" : words.at(1)};
+    NSDictionary* const userInfo = oddObject(words.at(1));
     record(@"reply: %@", [importScreen() _handleLaunchMessageNamed:words.at(0) withUserInfo:userInfo]);
 }
 
@@ -127,9 +145,12 @@ struct Command {
 };
 
 const Command kCommands[] = {
-    {@"version", askVersion},    {@"identifier", askIdentifier}, {@"alert", showAlert},    {@"offset", scrollTable},
-    {@"cell", makeCell},         {@"finish", finishTransfer},    {@"view", loadDownloads}, {@"import", importFiles},
-    {@"message", handleMessage}, {@"disappear", leaveImports},   {@"send", sendMessage},
+    {@"version", askVersion},    {@"identifier", askIdentifier},
+    {@"alert", showAlert},       {@"offset", scrollTable},
+    {@"cell", makeCell},         {@"finish", finishTransfer},
+    {@"view", loadDownloads},    {@"import", importFiles},
+    {@"message", handleMessage}, {@"disappear", leaveImports},
+    {@"send", sendMessage},      {@"import-odd", importOddFiles},
 };
 
 void run(NSArray* words) {
