@@ -10,6 +10,7 @@
 #include "id3/FrameDates.hpp"
 #include "id3/FrameFormat.hpp"
 #include "id3/FrameLayout.hpp"
+#include "id3/Limits.hpp"
 #include "id3/id3V2Tag.hpp"
 #include "util/ByteReader.hpp"
 #include "util/Text.hpp"
@@ -20,8 +21,6 @@ namespace {
 
 using util::Data;
 
-/// The first number that is no genre's (ID3v1).
-constexpr std::int64_t kNoGenre = 255;
 /// What the size of a frame is at least that 2.2 cannot tell, and 2.4.
 constexpr std::size_t kTooLargeFor2 = std::size_t{1} << 24;
 constexpr std::size_t kTooLargeFor4 = std::size_t{1} << 28;

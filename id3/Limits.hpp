@@ -40,6 +40,8 @@ inline constexpr std::uint32_t kLongestAudioSearch = std::uint32_t{1} << 20;
 
 /// The size of an ID3v1 record.
 inline constexpr std::size_t kV1Length = 128;
+/// The genre number of a record that has none; some taggers take it over into a v2 tag.
+inline constexpr std::uint8_t kNoGenre = 255;
 
 /// The first read of a file: most tags without a picture, and the beginning of the audio behind them.
 inline constexpr std::size_t kHeadLength = 12288;

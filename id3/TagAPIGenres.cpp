@@ -4,6 +4,7 @@
 #include <unordered_set>
 #include <utility>
 
+#include "id3/Limits.hpp"
 #include "id3/TagAPI.hpp"
 #include "util/Narrow.hpp"
 #include "util/Text.hpp"
@@ -14,8 +15,6 @@ namespace {
 
 /// The first number that is not looked up.
 constexpr std::int64_t kGenreLimit = 126;
-/// What a v1 record without a genre has; some taggers take it over into a v2 tag.
-constexpr std::int32_t kNoGenre = 255;
 constexpr std::string_view kNoGenreText = "255";
 /// What a genre field of one byte can say; longer digits are a name, such as "1980".
 constexpr std::int64_t kLargestGenre = 255;

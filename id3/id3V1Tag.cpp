@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "id3/CStringEncoding.hpp"
+#include "id3/Limits.hpp"
 #include "util/ByteReader.hpp"
 #include "util/Log.hpp"
 #include "util/Narrow.hpp"
@@ -28,7 +29,6 @@ constexpr Field kWholeComment = {97, 30};  // of a record without a track
 constexpr std::size_t kTrackMark = 125;    // zero where a track follows (ID3v1.1)
 constexpr std::size_t kTrack = 126;
 constexpr Field kGenre = {127, 1};
-constexpr std::uint8_t kNoGenre = 255;
 
 std::size_t fromEnd(const Field& field) {
     return kV1Length - field.position;

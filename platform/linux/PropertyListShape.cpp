@@ -20,9 +20,9 @@ class BinaryShape {
     explicit BinaryShape(util::Bytes bytes) : bytes_(bytes) {}
 
     bool isSound() {
-        constexpr std::size_t kHeadSize = 8;
+        constexpr std::size_t kMarkerSize = 8;
         constexpr std::size_t kTrailerSize = 32;
-        if (bytes_.size() < kHeadSize + kTrailerSize) return false;
+        if (bytes_.size() < kMarkerSize + kTrailerSize) return false;
         util::ByteReader trailer(bytes_.last(kTrailerSize));
         trailer.skip(6);
         offsetSize_ = trailer.u8().value_or(0);
@@ -32,7 +32,7 @@ class BinaryShape {
         const std::uint64_t table = trailer.u64BigEndian().value_or(0);
         const std::uint64_t end = bytes_.size() - kTrailerSize;
         if (offsetSize_ < 1 || offsetSize_ > 8 || referenceSize_ < 1 || referenceSize_ > 8) return false;
-        if (table < kHeadSize || table > end || objectCount_ > (end - table) / offsetSize_) return false;
+        if (table < kMarkerSize || table > end || objectCount_ > (end - table) / offsetSize_) return false;
         objects_ = bytes_.first(table);
         offsets_ = bytes_.subspan(table, end - table);
         known_.resize(objectCount_);

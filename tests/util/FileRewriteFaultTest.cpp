@@ -23,10 +23,6 @@ using Names = std::vector<std::string>;
 
 constexpr RewriteOptions kAll = {.durability = Durability::synced, .keepTimes = true};
 
-Bytes bytesOf(const std::string& text) {
-    return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
-}
-
 std::string noise(std::size_t size, std::uint32_t seed) {
     std::string text(size, '\0');
     for (char& c : text) c = static_cast<char>((seed = seed * 1664525 + 1013904223) >> 24);

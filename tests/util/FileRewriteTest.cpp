@@ -23,10 +23,6 @@ using Names = std::vector<std::string>;
 constexpr RewriteOptions kUnsynced = {.durability = Durability::unsynced};
 const char* const kAccessList = "system.posix_acl_access";
 
-Bytes bytesOf(const std::string& text) {
-    return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
-}
-
 FileStamp stampOf(const FileDescriptor& file) {
     FileStamp stamp;
     EXPECT_TRUE(stampOf(file, stamp).ok());
