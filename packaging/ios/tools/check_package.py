@@ -1,4 +1,5 @@
-"""check_package.py PACKAGE LIBRARY FILTER VERSION: fails unless the package installs these files and no more."""
+"""check_package.py PACKAGE LIBRARY FILTER SCRIPT VERSION: fails unless the package installs these files, runs SCRIPT and
+does no more."""
 
 import collections
 import io
@@ -47,10 +48,11 @@ def installs(package, library, filter_list):
             yield f"installs: {name} is missing, another or not wanted"
 
 
-def control(package, version):
+def control(package, script, version):
     found = members(package, "--ctrl-tarfile")
     text = found["./control"][0].content if "./control" in found else None
-    if text is None or found != {".": [folder()], "./control": [file(0o644, text)]}:
+    wanted = {".": [folder()], "./control": [file(0o644, text)], "./postinst": [file(0o755, script)]}
+    if text is None or found != wanted:
         yield f"control: holds {sorted(found)}, or they are others than wanted"
         return
     lines = [line for line in text.decode().splitlines() if not line.startswith(" ")]
@@ -67,10 +69,10 @@ def control(package, version):
         yield "control: a field stands twice"
 
 
-def complaints(package, library, filter_list, version):
+def complaints(package, library, filter_list, script, version):
     try:
         yield from installs(package, library, filter_list)
-        yield from control(package, version)
+        yield from control(package, script, version)
         kinds = output("ar", "t", package).decode().split()
         if kinds != ["debian-binary", "control.tar.gz", "data.tar.gz"]:
             yield f"archive: is made of {kinds}"
@@ -79,9 +81,9 @@ def complaints(package, library, filter_list, version):
 
 
 def main():
-    package, library, filter_list, version = sys.argv[1:]
+    package, *files, version = sys.argv[1:]
     try:
-        contents = [pathlib.Path(path).read_bytes() for path in (library, filter_list)]
+        contents = [pathlib.Path(path).read_bytes() for path in files]
         found = list(complaints(package, *contents, version))
     except OSError as error:
         found = [f"files: {error}"]

@@ -1,6 +1,8 @@
-"""faults_test.py LIBRARY SDK FILTER PACKAGE VERSION: both as they are, then with one fault that must be named."""
+"""faults_test.py LIBRARY SDK FILTER PACKAGE SCRIPT VERSION: all as they are, then with one fault each, which
+must be named."""
 
 import pathlib
+import re
 import struct
 import subprocess
 import sys
@@ -14,9 +16,9 @@ import macho
 import signature
 import stubs
 
-LIBRARY, SDK, FILTER, PACKAGE = map(pathlib.Path, sys.argv[1:5])
-VERSION = sys.argv[5]
-GOOD, DEVICE, HOSTS = LIBRARY.read_bytes(), stubs.read(SDK), FILTER.read_bytes()
+LIBRARY, SDK, FILTER, PACKAGE, SCRIPT = map(pathlib.Path, sys.argv[1:6])
+VERSION = sys.argv[6]
+GOOD, DEVICE, HOSTS, CONFIGURE = LIBRARY.read_bytes(), stubs.read(SDK), FILTER.read_bytes(), SCRIPT.read_bytes()
 IMAGE = macho.Image(GOOD)
 
 
@@ -134,7 +136,8 @@ PACKAGE_FAULTS = [
     ("a missing filter", "rm Library/*/*/*.plist", "QuilletCompat.plist is missing"),
     ("another library", "echo >>$(echo Library/*/*/*.dylib)", "QuilletCompat.dylib is"),
     ("a library that anyone writes", "chmod 777 Library/*/*/*.dylib", "QuilletCompat.dylib is"),
-    ("a script", "printf '#!/bin/sh\\n' >DEBIAN/postinst; chmod 755 DEBIAN/postinst", "control: holds"),
+    ("another script", "cp DEBIAN/postinst DEBIAN/prerm", "control: holds"),
+    ("a script that does more", "echo 'killall Music' >>DEBIAN/postinst", "control: holds"),
     ("another version", "sed -i 's/^Version.*/Version: 9/' DEBIAN/control", "Version is 9"),
     ("for any system", "sed -i '/^Depends/d' DEBIAN/control", "Depends is None"),
     ("of nobody", "sed -i '/^Author/d' DEBIAN/control", "Author is missing"),
@@ -152,7 +155,10 @@ ARCHIVE_FAULTS = [
     ("a file twice", "data", f"tar {OWN} -rf data.tar -C d {FILTER_NAME}", "QuilletCompat.plist is"),
     ("a link for a folder", "data", f"mv d/Library d/L; ln -s L d/Library; tar {OWN} -cf data.tar -C d .",
      "installs: ./Library is"),
-    ("no control file", "control", f"rm d/control; tar {OWN} -cf control.tar -C d .", "control: holds ['.']"),
+    ("no control file", "control", f"rm d/control; tar {OWN} -cf control.tar -C d .",
+     "control: holds ['.', './postinst']"),
+    ("a script that others write", "control", f"chmod 775 d/postinst; tar {OWN} -cf control.tar -C d .",
+     "control: holds"),
     ("no fields", "control", f"echo x >d/control; tar {OWN} -cf control.tar -C d .", "control: Package is None"),
     ("an empty line", "control", f"echo >>d/control; tar {OWN} -cf control.tar -C d .", "control:  is not wanted"),
     ("no text", "control", f"printf '\\377' >d/control; tar {OWN} -cf control.tar -C d .", "archive: cannot be read"),
@@ -221,7 +227,7 @@ class Package(unittest.TestCase):
             options = options or ("-Zgzip", "--uniform-compression")
             subprocess.run(["dpkg-deb", *options, "--root-owner-group", "-b", stage, package], check=True,
                            stdout=subprocess.DEVNULL)
-            return list(check_package.complaints(package, GOOD, HOSTS, VERSION))
+            return list(check_package.complaints(package, GOOD, HOSTS, CONFIGURE, VERSION))
 
     def test_the_good_one_passes(self):
         self.assertEqual(self.complaints_after("true"), [])
@@ -239,7 +245,7 @@ class Package(unittest.TestCase):
                 unpack = f"ar x {PACKAGE.resolve()}; gunzip {part}.tar.gz; mkdir d; tar -xpf {part}.tar -C d"
                 pack = f"gzip {part}.tar; ar rc quillet.deb debian-binary control.tar.gz data.tar.gz"
                 subprocess.run(["sh", "-ec", f"{unpack}\n{change}\n{pack}"], cwd=folder, check=True)
-                found = list(check_package.complaints(f"{folder}/quillet.deb", GOOD, HOSTS, VERSION))
+                found = list(check_package.complaints(f"{folder}/quillet.deb", GOOD, HOSTS, CONFIGURE, VERSION))
                 self.assertTrue(any(words in line for line in found), found)
 
     def test_what_is_cut_is_refused(self):
@@ -248,8 +254,18 @@ class Package(unittest.TestCase):
             with tempfile.NamedTemporaryFile(suffix=".deb") as package:
                 package.write(content[:length])
                 package.flush()
-                found = list(check_package.complaints(package.name, GOOD, HOSTS, VERSION))
+                found = list(check_package.complaints(package.name, GOOD, HOSTS, CONFIGURE, VERSION))
                 self.assertRegex("\n".join(found), "archive: cannot be read", length)
+
+    def test_its_script_speaks_at_an_installation_and_changes_nothing(self):
+        for call in ("configure", "configure 0.1", "abort-upgrade 0.2", "triggered x", ""):
+            with self.subTest(call), tempfile.NamedTemporaryFile("r") as calls:
+                traced = ["strace", "-f", "-o", calls.name, "-e", "trace=%file,%process,kill", "sh"]
+                done = subprocess.run([*traced, SCRIPT, *call.split()], capture_output=True, text=True, check=True)
+                self.assertEqual((done.stdout.count("\n"), done.stderr), (call.startswith("configure"), ""))
+                names = re.findall(r"O_WRONLY|O_RDWR|O_CREAT|(?<=\d )\w+(?=\()", calls.read())
+                allowed = {"execve", "access", "open", "openat", "newfstatat", "stat", "readlink", "getcwd", "exit_group"}
+                self.assertLessEqual(set(names), allowed)
 
     def test_an_old_package_manager_can_unpack_it(self):
         self.assertRegex(self.complaints_after("true", "-Zxz")[0], "archive: is made of")
