@@ -24,5 +24,6 @@ function(quillet_embed target name file)
   add_custom_command(OUTPUT ${source}
     COMMAND ${CMAKE_COMMAND} -DINPUT=${file} -DOUTPUT=${source} -DNAME=${name} -P ${QUILLET_EMBED_SCRIPT}
     DEPENDS ${file} ${QUILLET_EMBED_SCRIPT} VERBATIM)
+  set_source_files_properties(${source} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)  # it repeats its declarations
   target_sources(${target} PRIVATE ${source})
 endfunction()
