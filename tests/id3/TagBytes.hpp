@@ -1,5 +1,7 @@
 #pragma once
 
+#include <zlib.h>
+
 #include <string>
 #include <string_view>
 #include <vector>
@@ -72,9 +74,14 @@ inline util::Data dataOf(std::string_view bytes) {
 /// More than a search block of what is no frame.
 inline const std::string kAudio = "\xff\xfb" + std::string(2000, '\x55');
 
-/// A zlib stream of `text`.
+/// A zlib stream of `text`, by zlib itself.
 inline std::string deflated(std::string_view text) {
-    return std::string(util::charactersOf(dataOf(text).deflate()->bytes()));
+    uLongf length = compressBound(static_cast<uLong>(text.size()));
+    std::string result(length, '\0');
+    compress(reinterpret_cast<Bytef*>(result.data()), &length, reinterpret_cast<const Bytef*>(text.data()),
+             static_cast<uLong>(text.size()));
+    result.resize(length);
+    return result;
 }
 
 }  // namespace quillet::test
